@@ -1,0 +1,120 @@
+// vxtool: the library's work from a shell. Commands:
+//   vxtool demo [DIR]            read every sample in DIR through the text cursor
+//   vxtool read FILE [ENCODING]  print a file as UTF-8 (byte-order mark, else ENCODING, else UTF-8)
+//   vxtool encodings             list the encodings the library knows
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "uVxEncoding.h"
+#include "uVxStreams.h"
+#include "uVxTextParser.h"
+#include "uVxXML.h"
+
+using namespace vx;
+
+namespace {
+
+struct TReadResult {
+  uint16_t CodePage = 0;
+  std::string Text;  // UTF-8
+  int64_t Lines = 0;
+  int64_t Words = 0;
+};
+
+// Reads a whole file through the cursor: the byte-order mark decides, then the caller's code page.
+TReadResult ReadThroughCursor(const std::string& AFileName, uint16_t ACodePage) {
+  auto* stream = new TVxFileStream(AFileName, fmOpenRead | fmShareDenyWrite);
+  uint16_t bom = VxGetCodePage(*stream);
+  TVxTextParser cursor(stream, true, bom ? bom : (ACodePage ? ACodePage : cVxCodePageUTF8));
+  TReadResult r;
+  r.CodePage = cursor.ContentCodePage();
+  // Count words with the skip operations: blanks (op 4 against space), then a word (op 7 against
+  // the blank set) until the end.
+  static constexpr TVxAnsiCharSet blanks = TVxAnsiCharSet::Range(0, ' ');
+  cursor.SetMark(ptMark1);
+  while (!cursor.Eof()) {
+    cursor.SkipWhile(skWhileAtOrBelow, u' ');
+    if (cursor.Eof()) break;
+    ++r.Words;
+    cursor.SkipWhile(skUntilInSet, blanks);
+  }
+  r.Lines = cursor.GetLineNr() - (cursor.PrevCharW() == u'\n' ? 1 : 0);
+  r.Text = VxUTF16ToUTF8(cursor.SelectedW(ptMark1, ptCurrent, false));
+  return r;
+}
+
+// The encoding name in a sample's file name: "greeting.KOI8-R.txt" -> "KOI8-R".
+std::string EncodingOfName(const std::string& AFileName) {
+  std::string stem = std::filesystem::path(AFileName).stem().string();
+  auto dot = stem.find('.');
+  return dot == std::string::npos ? std::string() : stem.substr(dot + 1);
+}
+
+int CmdEncodings() {
+  for (const auto& info : VxCodePages()) {
+    std::printf("%5u  %-14s", static_cast<unsigned>(info.CodePage), info.Name);
+    for (size_t k = 0; k < info.Aliases.size(); ++k) std::printf("%s%s", k ? ", " : " ", info.Aliases[k]);
+    std::printf("\n");
+  }
+  return 0;
+}
+
+int CmdRead(const std::string& AFileName, const std::string& AEncoding) {
+  uint16_t cp = AEncoding.empty() ? 0 : VxCodePage(std::string_view(AEncoding));
+  TReadResult r = ReadThroughCursor(AFileName, cp);
+  std::fwrite(r.Text.data(), 1, r.Text.size(), stdout);
+  return 0;
+}
+
+int CmdDemo(const std::string& ADir) {
+  std::printf("Vx XML library %s: reading samples through the text cursor\n\n",
+              VxUTF16ToUTF8(VxXMLLibraryVersion()).c_str());
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(ADir))
+    if (entry.is_regular_file()) files.push_back(entry.path().string());
+  std::sort(files.begin(), files.end());
+  for (const auto& file : files) {
+    std::string enc = EncodingOfName(file);
+    uint16_t cp = VxFindCodePage(enc);
+    TReadResult r = ReadThroughCursor(file, cp);
+    std::printf("== %s: %s (code page %u), %lld lines, %lld words\n",
+                std::filesystem::path(file).filename().string().c_str(),
+                VxUTF16ToUTF8(VxCodePageName(r.CodePage)).c_str(), static_cast<unsigned>(r.CodePage),
+                static_cast<long long>(r.Lines), static_cast<long long>(r.Words));
+    std::fwrite(r.Text.data(), 1, r.Text.size(), stdout);
+    std::printf("\n");
+  }
+  std::printf("== encodings the library knows (code page, name, aliases)\n");
+  return CmdEncodings();
+}
+
+int Usage() {
+  std::fprintf(stderr,
+               "usage: vxtool demo [DIR]\n"
+               "       vxtool read FILE [ENCODING]\n"
+               "       vxtool encodings\n");
+  return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  try {
+    if (args.empty()) return Usage();
+    if (args[0] == "demo") return CmdDemo(args.size() > 1 ? args[1] : "samples");
+    if (args[0] == "encodings") return CmdEncodings();
+    if (args[0] == "read" && args.size() >= 2) return CmdRead(args[1], args.size() > 2 ? args[2] : "");
+    return Usage();
+  } catch (const Exception& e) {
+    std::fprintf(stderr, "vxtool: %s: %s\n", VxUTF16ToUTF8(e.ClassName()).c_str(), e.what());
+    return 1;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "vxtool: %s\n", e.what());
+    return 1;
+  }
+}
