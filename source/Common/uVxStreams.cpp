@@ -298,10 +298,10 @@ void TVxUTF8StreamAdapter::WriteText(std::u16string_view AText) {
     FBuffer = "\xEF\xBB\xBF";
     FBOMPending = false;
   }
-  if (FPendingHigh) {
-    char16_t pair[2] = {FPendingHigh, AText.empty() ? char16_t(0) : AText[0]};
+  if (FPendingHigh && !AText.empty()) {
+    char16_t pair[2] = {FPendingHigh, AText[0]};
     FPendingHigh = 0;
-    if (!AText.empty() && pair[1] >= 0xDC00 && pair[1] <= 0xDFFF) {
+    if (pair[1] >= 0xDC00 && pair[1] <= 0xDFFF) {
       VxUTF16Append(pair, 2, FBuffer);
       AText.remove_prefix(1);
     } else {
@@ -317,17 +317,14 @@ void TVxUTF8StreamAdapter::WriteText(std::u16string_view AText) {
 }
 
 void TVxUTF8StreamAdapter::Flush() {
-  if (FBOMPending || FPendingHigh || FPendingByte >= 0) {
-    if (FPendingByte >= 0) {
-      FPendingByte = -1;
-      WriteText(u"\xFFFD");
-    }
-    WriteText(u"");
-    if (FPendingHigh) {
-      FPendingHigh = 0;
-      WriteText(u"\xFFFD");
-    }
-  }
+  // Half a unit or half a pair can no longer be completed: each becomes U+FFFD.
+  bool halfUnit = FPendingByte >= 0;
+  bool halfPair = FPendingHigh != 0;
+  FPendingByte = -1;
+  FPendingHigh = 0;
+  if (halfPair) WriteText(u"\xFFFD");
+  if (halfUnit) WriteText(u"\xFFFD");
+  if (FBOMPending) WriteText(u"");
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -199,10 +199,11 @@ VxString VxFormatArgs(std::u16string_view AFormat, std::initializer_list<TVxForm
       continue;
     }
     // [index ":"] ["-"] [width] ["." precision] type
-    int number = 0;
     size_t save = i;
-    if (readNumber(number) && i < n && AFormat[i] == u':') {
-      next = static_cast<size_t>(number);
+    size_t index = 0;
+    while (i < n && AFormat[i] >= u'0' && AFormat[i] <= u'9') index = index * 10 + static_cast<size_t>(AFormat[i++] - u'0');
+    if (i > save && i < n && AFormat[i] == u':') {
+      next = index;
       ++i;
     } else {
       i = save;

@@ -50,6 +50,8 @@ void TVxTextParser::Init(uint16_t ACodePage) {
 }
 
 void TVxTextParser::ResetWindow(int64_t APosition) {
+  // Line counting restarts with the window (First sets line and column again).
+  FLcPos = APosition;
   if (FDirect) {
     FBuf = FMemory;
     FBufPos = 0;
