@@ -108,6 +108,12 @@ std::string FormatFixed(double AValue, int APrecision, bool AThousands) {
   return s;
 }
 
+// "d" or "d.ddd" from significant digits.
+void AppendMantissa(std::string& AOut, const std::string& ADigits) {
+  AOut.append(1, ADigits[0]);
+  if (ADigits.size() > 1) AOut.append(1, '.').append(ADigits, 1, std::string::npos);
+}
+
 std::string FormatGeneral(double AValue, int APrecision) {
   if (APrecision <= 0 || APrecision > 15) APrecision = 15;
   std::string digits;
@@ -116,17 +122,16 @@ std::string FormatGeneral(double AValue, int APrecision) {
   SignificantDigits(std::fabs(AValue), APrecision, digits, exponent);
   std::string out = negative ? "-" : "";
   if (exponent >= APrecision || exponent < -5) {
-    out += digits[0];
-    if (digits.size() > 1) out += "." + digits.substr(1);
-    out += "E" + std::to_string(exponent);
+    AppendMantissa(out, digits);
+    out.append(1, 'E').append(std::to_string(exponent));
   } else if (exponent < 0) {
-    out += "0." + std::string(static_cast<size_t>(-exponent - 1), '0') + digits;
+    out.append("0.").append(static_cast<size_t>(-exponent - 1), '0').append(digits);
   } else {
     auto intLen = static_cast<size_t>(exponent) + 1;
     if (digits.size() <= intLen) {
-      out += digits + std::string(intLen - digits.size(), '0');
+      out.append(digits).append(intLen - digits.size(), '0');
     } else {
-      out += digits.substr(0, intLen) + "." + digits.substr(intLen);
+      out.append(digits, 0, intLen).append(1, '.').append(digits, intLen, std::string::npos);
     }
   }
   return out;
@@ -140,11 +145,9 @@ std::string FormatScientific(double AValue, int APrecision) {
   SignificantDigits(std::fabs(AValue), APrecision, digits, exponent);
   digits.resize(static_cast<size_t>(APrecision), '0');
   std::string out = negative ? "-" : "";
-  out += digits[0];
-  if (digits.size() > 1) out += "." + digits.substr(1);
+  AppendMantissa(out, digits);
   std::string exp = std::to_string(std::abs(exponent));
-  if (exp.size() < 3) exp.insert(0, 3 - exp.size(), '0');
-  out += (exponent < 0 ? "E-" : "E+") + exp;
+  out.append(exponent < 0 ? "E-" : "E+").append(exp.size() < 3 ? 3 - exp.size() : 0, '0').append(exp);
   return out;
 }
 

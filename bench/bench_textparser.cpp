@@ -1,0 +1,173 @@
+// Text cursor throughput next to the limits (memchr, a plain unit loop), and a pass over a
+// generated 2 GB stream that reports the process's peak resident memory.
+//
+//   build/release/bench/bench_textparser
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+
+#include <cstring>
+#include <string>
+
+#include "uVxTextParser.h"
+
+using namespace vx;
+
+namespace {
+
+// About 32 MB of markup-like text: records with attributes, text and non-ASCII letters.
+const std::string& Document() {
+  static const std::string doc = [] {
+    std::string record =
+        "<record id=\"12345\" kind=\"sample\">Some text with ümlauts, 日本語 and plenty of "
+        "words to skip over before the next tag begins, as real documents have.</record>\n";
+    std::string s;
+    while (s.size() < (32u << 20)) s += record;
+    return s;
+  }();
+  return doc;
+}
+
+const VxString& DocumentW() {
+  static const VxString doc = VxUTF8ToUTF16(Document());
+  return doc;
+}
+
+// A stream that generates records on the fly up to a given size, holding nothing.
+class TGeneratedStream : public TVxStream {
+ public:
+  explicit TGeneratedStream(int64_t ASize) : FSize(ASize) {}
+  int64_t Read(void* ABuffer, int64_t ACount) override {
+    static const std::string record = "<r a=\"1\">generated text, ü and 語</r>\n";
+    auto* out = static_cast<char*>(ABuffer);
+    int64_t n = std::min(ACount, FSize - FPos);
+    for (int64_t k = 0; k < n;) {
+      auto off = static_cast<size_t>((FPos + k) % static_cast<int64_t>(record.size()));
+      auto take = std::min<int64_t>(n - k, static_cast<int64_t>(record.size() - off));
+      std::memcpy(out + k, record.data() + off, static_cast<size_t>(take));
+      k += take;
+    }
+    FPos += n;
+    return n;
+  }
+  int64_t Write(const void*, int64_t) override { return 0; }
+  int64_t Seek(int64_t AOffset, TVxSeekOrigin AOrigin) override {
+    FPos = AOrigin == soBeginning ? AOffset : (AOrigin == soCurrent ? FPos + AOffset : FSize + AOffset);
+    return FPos;
+  }
+
+ private:
+  int64_t FSize;
+  int64_t FPos = 0;
+};
+
+void BM_Stream2GBResidentMemory(benchmark::State& AState) {
+  const int64_t size = int64_t(2) << 30;
+  for (auto _ : AState) {
+    TVxTextParser p(new TGeneratedStream(size), true, cVxCodePageUTF8);
+    size_t records = 0;
+    VxString text;
+    while (!p.Eof()) {
+      p.SkipWhile(skUntilEqual, u'>');
+      p.NextChar();
+      p.SetMark(ptMark1);
+      p.SkipWhile(skUntilEqual, u'<');
+      text.clear();
+      p.AppendSelectedW(ptMark1, ptCurrent, false, text);
+      p.SkipWhile(skUntilEqual, u'\n');
+      ++records;
+    }
+    benchmark::DoNotOptimize(records);
+    AState.counters["lines"] = static_cast<double>(p.GetLineNr());
+  }
+  struct rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  AState.counters["peak_rss_MB"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
+  AState.SetBytesProcessed(static_cast<int64_t>(AState.iterations()) * size);
+}
+// Defined first so it runs first: the peak resident memory is the stream pass's own, not that
+// of the in-memory documents the other benchmarks build.
+BENCHMARK(BM_Stream2GBResidentMemory)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void BM_Memchr(benchmark::State& AState) {
+  const std::string& doc = Document();
+  for (auto _ : AState) {
+    const char* p = doc.data();
+    const char* e = p + doc.size();
+    size_t tags = 0;
+    while ((p = static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(e - p))))) {
+      ++tags;
+      ++p;
+    }
+    benchmark::DoNotOptimize(tags);
+  }
+  AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(doc.size()));
+}
+BENCHMARK(BM_Memchr);
+
+void BM_CursorSkipUntilUTF8(benchmark::State& AState) {
+  const std::string& doc = Document();
+  for (auto _ : AState) {
+    TVxTextParser p(doc.data(), static_cast<int64_t>(doc.size()), cVxCodePageUTF8);
+    size_t tags = 0;
+    while (!p.Eof()) {
+      p.SkipWhile(skUntilEqual, u'<');
+      p.NextChar();
+      ++tags;
+    }
+    benchmark::DoNotOptimize(tags);
+  }
+  AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(doc.size()));
+}
+BENCHMARK(BM_CursorSkipUntilUTF8);
+
+void BM_PlainUnitLoop(benchmark::State& AState) {
+  const VxString& doc = DocumentW();
+  for (auto _ : AState) {
+    size_t tags = 0;
+    for (char16_t c : doc) tags += c == u'<';
+    benchmark::DoNotOptimize(tags);
+  }
+  AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(doc.size() * 2));
+}
+BENCHMARK(BM_PlainUnitLoop);
+
+void BM_CursorSkipUntilUTF16(benchmark::State& AState) {
+  const VxString& doc = DocumentW();
+  for (auto _ : AState) {
+    TVxTextParser p(doc.data(), static_cast<int64_t>(doc.size() * 2), cVxCodePageUTF16);
+    size_t tags = 0;
+    while (!p.Eof()) {
+      p.SkipWhile(skUntilEqual, u'<');
+      p.NextChar();
+      ++tags;
+    }
+    benchmark::DoNotOptimize(tags);
+  }
+  AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(doc.size() * 2));
+}
+BENCHMARK(BM_CursorSkipUntilUTF16);
+
+// Tag by tag with marks and a UTF-16 selection of every name, as a reader works.
+void BM_CursorTagsAndSelections(benchmark::State& AState) {
+  const std::string& doc = Document();
+  VxString name;
+  for (auto _ : AState) {
+    TVxTextParser p(doc.data(), static_cast<int64_t>(doc.size()), cVxCodePageUTF8);
+    while (!p.Eof()) {
+      p.SkipWhile(skUntilEqual, u'<');
+      p.NextChar();
+      p.SetMark(ptMark1);
+      p.SkipWhile(skUntilInSet, TVxAnsiCharSet{' ', '>'});
+      name.clear();
+      p.AppendSelectedW(ptMark1, ptCurrent, false, name);
+      benchmark::DoNotOptimize(name.data());
+    }
+    benchmark::DoNotOptimize(p.GetLineNr());
+  }
+  AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(doc.size()));
+}
+BENCHMARK(BM_CursorTagsAndSelections);
+
+}  // namespace
+
+BENCHMARK_MAIN();
