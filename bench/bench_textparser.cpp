@@ -104,10 +104,10 @@ void BM_Memchr(benchmark::State& AState) {
 }
 BENCHMARK(BM_Memchr);
 
-void BM_CursorSkipUntilUTF8(benchmark::State& AState) {
-  const std::string& doc = Document();
+// Skips from tag to tag over a memory block in a code page, counting the tags.
+void SkipTagToTag(benchmark::State& AState, const void* AData, int64_t ASize, uint16_t ACodePage) {
   for (auto _ : AState) {
-    TVxTextParser p(doc.data(), static_cast<int64_t>(doc.size()), cVxCodePageUTF8);
+    TVxTextParser p(AData, ASize, ACodePage);
     size_t tags = 0;
     while (!p.Eof()) {
       p.SkipWhile(skUntilEqual, u'<');
@@ -116,7 +116,12 @@ void BM_CursorSkipUntilUTF8(benchmark::State& AState) {
     }
     benchmark::DoNotOptimize(tags);
   }
-  AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(doc.size()));
+  AState.SetBytesProcessed(AState.iterations() * ASize);
+}
+
+void BM_CursorSkipUntilUTF8(benchmark::State& AState) {
+  const std::string& doc = Document();
+  SkipTagToTag(AState, doc.data(), static_cast<int64_t>(doc.size()), cVxCodePageUTF8);
 }
 BENCHMARK(BM_CursorSkipUntilUTF8);
 
@@ -133,17 +138,7 @@ BENCHMARK(BM_PlainUnitLoop);
 
 void BM_CursorSkipUntilUTF16(benchmark::State& AState) {
   const VxString& doc = DocumentW();
-  for (auto _ : AState) {
-    TVxTextParser p(doc.data(), static_cast<int64_t>(doc.size() * 2), cVxCodePageUTF16);
-    size_t tags = 0;
-    while (!p.Eof()) {
-      p.SkipWhile(skUntilEqual, u'<');
-      p.NextChar();
-      ++tags;
-    }
-    benchmark::DoNotOptimize(tags);
-  }
-  AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(doc.size() * 2));
+  SkipTagToTag(AState, doc.data(), static_cast<int64_t>(doc.size() * 2), cVxCodePageUTF16);
 }
 BENCHMARK(BM_CursorSkipUntilUTF16);
 
