@@ -21,8 +21,15 @@ TVxTextParser::TVxTextParser(TVxStream* AStream, bool AOwnsStream, uint16_t ACod
   try {
     FRawStart = FStream->Position();
     FContentStart = FRawStart;
-    FStoreCap = cChunk;
-    FStore = std::make_unique<uint8_t[]>(FStoreCap);
+    if (auto* mem = dynamic_cast<TVxMemoryStream*>(FStream); mem && mem->Memory()) {
+      // Memory is read in place; nothing reads the stream itself any more.
+      FMemory = mem->Memory();
+      FMemorySize = mem->Size();
+      FDirect = true;
+    } else {
+      FStoreCap = cChunk;
+      FStore = std::make_unique<uint8_t[]>(FStoreCap);
+    }
     ResetWindow(FRawStart);
     Init(ACodePage);
   } catch (...) {
@@ -138,13 +145,13 @@ size_t TVxTextParser::ReadDecoded(uint8_t* ADest, size_t ACapacity) {
     FRawLen = left;
     size_t room = cChunk - left;
     size_t n;
-    if (FStream) {
-      int64_t got = FStream->Read(FRaw.get() + left, static_cast<int64_t>(room));
-      n = got > 0 ? static_cast<size_t>(got) : 0;
-    } else {
-      n = static_cast<size_t>(std::min<int64_t>(static_cast<int64_t>(room), FMemorySize - FMemoryRead));
+    if (FMemory) {
+      n = static_cast<size_t>(std::max<int64_t>(0, std::min<int64_t>(static_cast<int64_t>(room), FMemorySize - FMemoryRead)));
       if (n) std::memcpy(FRaw.get() + left, FMemory + FMemoryRead, n);
       FMemoryRead += static_cast<int64_t>(n);
+    } else {
+      int64_t got = FStream->Read(FRaw.get() + left, static_cast<int64_t>(room));
+      n = got > 0 ? static_cast<size_t>(got) : 0;
     }
     if (n == 0) FRawDone = true;
     FRawLen += n;
@@ -182,9 +189,9 @@ void TVxTextParser::SetContentCodePage(uint16_t ACodePage) {
       FDirect = false;
       FContentStart = 0;
     } else {
-      FDirect = FStream == nullptr;
+      FDirect = FMemory != nullptr;
       FContentStart = FRawStart;
-      if (FStream) FStream->Seek(FRawStart, soBeginning);
+      if (!FMemory) FStream->Seek(FRawStart, soBeginning);
     }
     FCharSetType = decode ? cstUTF16 : cstCodePage;
     ResetWindow(FContentStart);
@@ -205,10 +212,10 @@ void TVxTextParser::First() {
     FDecoder->Reset();
     FRawPos = FRawLen = 0;
     FRawDone = false;
-    if (FStream)
-      FStream->Seek(FRawStart, soBeginning);
-    else
+    if (FMemory)
       FMemoryRead = FRawStart;
+    else
+      FStream->Seek(FRawStart, soBeginning);
     ResetWindow(0);
   } else if (FContentStart >= FBufPos && FContentStart <= FBufPos + static_cast<int64_t>(FStoreLen)) {
     FCur = FBuf + (FContentStart - FBufPos);
@@ -289,6 +296,23 @@ char16_t TVxTextParser::PrevCharW() const noexcept {
     case cstUTF8: return *p < 0x80 ? char16_t(*p) : DecodeUTF8At(p);
     default: return FTable ? FTable[*p] : char16_t(*p);
   }
+}
+
+uint32_t TVxTextParser::NextUnit() {
+  if (FCur >= FEnd) return 0;
+  // The look-ahead keeps a whole character beyond a single-unit current character.
+  size_t len = FCharSetType == cstUTF16 ? 2 : (FCharSetType == cstUTF8 && *FCur >= 0x80 ? CharLength(FCur) : 1);
+  const uint8_t* next = FCur + len;
+  if (FEnd - next < (FCharSetType == cstUTF16 ? 2 : 1)) {
+    if (FSourceDone) return 0;
+    FPin = GetCurPos();
+    int64_t target = FPin + static_cast<int64_t>(len);
+    while (!FSourceDone && FBufPos + (FEnd - FBuf) < target + 2) Refill();
+    FPin = -1;
+    next = FBuf + (target - FBufPos);
+    if (FEnd - next < (FCharSetType == cstUTF16 ? 2 : 1)) return 0;
+  }
+  return FCharSetType == cstUTF16 ? Load16(next) : *next;
 }
 
 void TVxTextParser::SkipChars(int64_t ACount) {

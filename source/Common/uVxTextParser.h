@@ -122,7 +122,8 @@ class TVxTextParser : public TVxObject {
   using Inherited = TVxObject;
 
   /// A cursor over a stream from its current position. With AOwnsStream the cursor frees the
-  /// stream. ACodePage 0 means not yet known (bytes read as ISO-8859-1 until it is set).
+  /// stream. ACodePage 0 means not yet known (bytes read as ISO-8859-1 until it is set). A
+  /// memory or string stream is read in place, positions still counting from its start.
   TVxTextParser(TVxStream* AStream, bool AOwnsStream, uint16_t ACodePage);
   /// A cursor over a memory block, read in place; the block must outlive the cursor.
   TVxTextParser(const void* ABuffer, int64_t ASize, uint16_t ACodePage);
@@ -163,6 +164,14 @@ class TVxTextParser : public TVxObject {
       default: return FTable ? FTable[*FCur] : char16_t(*FCur);
     }
   }
+  /// The current unit as a number: the byte for 8-bit and UTF-8 input, the unit for UTF-16.
+  /// Compared against ASCII punctuation this is what decides in every width. 0 at end of input.
+  uint32_t CurrUnit() const noexcept {
+    if (FCur >= FEnd) return 0;
+    return FCharSetType == cstUTF16 ? Load16(FCur) : *FCur;
+  }
+  /// The unit of the character after the current one (0 at end of input), without moving.
+  uint32_t NextUnit();
   /// Returns the current character (8-bit) and advances.
   VxAnsiChar ReadCharA() {
     VxAnsiChar c = CurrCharA();
@@ -288,7 +297,7 @@ class TVxTextParser : public TVxObject {
   // Source
   TVxStream* FStream = nullptr;
   bool FOwnsStream = false;
-  const uint8_t* FMemory = nullptr;  // memory source
+  const uint8_t* FMemory = nullptr;  // memory source (a block, or a memory stream read in place)
   int64_t FMemorySize = 0;
   int64_t FMemoryRead = 0;           // bytes of the memory source handed to the decoder
   bool FDirect = false;              // reading FMemory in place

@@ -2,6 +2,7 @@
 //   vxtool demo [DIR]            read every sample in DIR through the text cursor
 //   vxtool read FILE [ENCODING]  print a file as UTF-8 (byte-order mark, else ENCODING, else UTF-8)
 //   vxtool encodings             list the encodings the library knows
+//   vxtool events FILE           print the SAX event stream of an XML or JSON file
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "uVxEncoding.h"
+#include "uVxSAX.h"
 #include "uVxStreams.h"
 #include "uVxTextParser.h"
 #include "uVxXML.h"
@@ -92,11 +94,70 @@ int CmdDemo(const std::string& ADir) {
   return CmdEncodings();
 }
 
+// Text for one line of output: control characters and quotes escaped.
+std::string Show(const VxXMLString& AText) {
+  std::string out = "\"";
+  for (char16_t c : AText) {
+    if (c == u'\n') out += "\\n";
+    else if (c == u'\r') out += "\\r";
+    else if (c == u'\t') out += "\\t";
+    else if (c == u'"') out += "\\\"";
+    else if (c == u'\\') out += "\\\\";
+    else if (c < 0x20) out += "\\x" + std::string(1, "0123456789ABCDEF"[c >> 4]) + "0123456789ABCDEF"[c & 15];
+    else VxUTF16Append(&c, 1, out);
+  }
+  // Pairs were appended unit by unit: rejoin them.
+  return VxUTF16ToUTF8(VxUTF8ToUTF16(out)) + "\"";
+}
+
+int CmdEvents(const std::string& AFileName) {
+  TVxSAXParser parser;
+  auto line = [](const std::string& AText) { std::printf("%s\n", AText.c_str()); };
+  parser.OnStartDocument = [&](TVxSAXParser*) { line("StartDocument"); };
+  parser.OnEndDocument = [&](TVxSAXParser*) { line("EndDocument"); };
+  parser.OnStartDTD = [&](TVxSAXParser*) { line("StartDTD"); };
+  parser.OnEndDTD = [&](TVxSAXParser*) { line("EndDTD"); };
+  parser.OnStartCDATA = [&](TVxSAXParser*) { line("StartCDATA"); };
+  parser.OnEndCDATA = [&](TVxSAXParser*) { line("EndCDATA"); };
+  parser.OnComment = [&](TVxSAXParser*, const VxXMLString& C) { line("Comment " + Show(C)); };
+  parser.OnProcessingInstruction = [&](TVxSAXParser*, const VxXMLString& T, const VxXMLString& D) {
+    line("ProcessingInstruction " + Show(T) + " " + Show(D));
+  };
+  parser.OnStartPrefixMapping = [&](TVxSAXParser*, const VxXMLString& P, const VxXMLString& U) {
+    line("StartPrefixMapping " + Show(P) + " " + Show(U));
+  };
+  parser.OnEndPrefixMapping = [&](TVxSAXParser*, const VxXMLString& P) { line("EndPrefixMapping " + Show(P)); };
+  parser.OnStartElement = [&](TVxSAXParser*, const VxXMLString& U, const VxXMLString& L, const VxXMLString& Q,
+                              IVxSAXAttributes* A) {
+    std::string text = "StartElement " + Show(U) + " " + Show(L) + " " + Show(Q);
+    for (int k = 0; k < A->Count(); ++k)
+      text += " " + VxUTF16ToUTF8(A->GetQName(k)) + "=" + Show(A->GetValue(k)) +
+              (A->GetURI(k).empty() ? "" : "{" + VxUTF16ToUTF8(A->GetURI(k)) + "}");
+    line(text);
+  };
+  parser.OnEndElement = [&](TVxSAXParser*, const VxXMLString& U, const VxXMLString& L, const VxXMLString& Q) {
+    line("EndElement " + Show(U) + " " + Show(L) + " " + Show(Q));
+  };
+  parser.OnCharacters = [&](TVxSAXParser*, const VxXMLString& T) { line("Characters " + Show(T)); };
+  parser.OnIgnorableWhitespace = [&](TVxSAXParser*, const VxXMLString& T) { line("IgnorableWhitespace " + Show(T)); };
+  parser.OnFatalError = [&](IVxSAXLocator* L, const VxXMLString& M) {
+    line("FatalError " + VxUTF16ToUTF8(VxFormat(cVxParseErrorAt, L->GetLineNr(), L->GetColNr(), M)));
+  };
+  try {
+    parser.ParseFile(VxUTF8ToUTF16(AFileName), fmOpenRead, VxUTF8ToUTF16(AFileName));
+  } catch (const EVxXMLParseError& e) {
+    std::fprintf(stderr, "vxtool: %s\n", VxUTF16ToUTF8(VxFormat(cVxParseErrorAt, e.LineNr(), e.ColNr(), e.Message())).c_str());
+    return 1;
+  }
+  return 0;
+}
+
 int Usage() {
   std::fprintf(stderr,
                "usage: vxtool demo [DIR]\n"
                "       vxtool read FILE [ENCODING]\n"
-               "       vxtool encodings\n");
+               "       vxtool encodings\n"
+               "       vxtool events FILE\n");
   return 2;
 }
 
@@ -108,6 +169,7 @@ int main(int argc, char** argv) {
     if (args.empty()) return Usage();
     if (args[0] == "demo") return CmdDemo(args.size() > 1 ? args[1] : "samples");
     if (args[0] == "encodings") return CmdEncodings();
+    if (args[0] == "events" && args.size() >= 2) return CmdEvents(args[1]);
     if (args[0] == "read" && args.size() >= 2) return CmdRead(args[1], args.size() > 2 ? args[2] : "");
     return Usage();
   } catch (const Exception& e) {

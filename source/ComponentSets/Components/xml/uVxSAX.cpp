@@ -1,0 +1,963 @@
+// uVxSAX: attribute and namespace lists, the reader base, the XML reader, the JSON-to-SAX reader
+// and the parser component.
+#include "uVxSAX.h"
+
+namespace vx {
+
+namespace {
+
+const VxXMLString cEmpty;
+
+// Blanks and controls: codes 0 to 32.
+constexpr TVxAnsiCharSet cBlanks = TVxAnsiCharSet::Range(0, 32);
+
+VxString CharText(char16_t AChar, bool AAtEnd) { return AAtEnd ? VxString() : VxString(1, AChar); }
+
+void TrimInPlace(VxXMLString& AText) {
+  size_t b = 0, e = AText.size();
+  while (b < e && AText[b] <= 32) ++b;
+  while (e > b && AText[e - 1] <= 32) --e;
+  if (b > 0 || e < AText.size()) AText = AText.substr(b, e - b);
+}
+
+bool IsXMLNS(const VxXMLString& AText) { return AText.size() == 5 && VxSameText(AText, u"xmlns"); }
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// TVxSAXXMAttributes
+// ---------------------------------------------------------------------------------------------
+
+TVxSAXXMAttributes::TVxSAXXMAttributes() = default;
+TVxSAXXMAttributes::~TVxSAXXMAttributes() = default;
+
+TVxSAXAttribute& TVxSAXXMAttributes::AddEmpty() {
+  if (FCount == static_cast<int>(FEntries.size())) FEntries.push_back(std::make_unique<TVxSAXAttribute>());
+  TVxSAXAttribute& a = *FEntries[static_cast<size_t>(FCount)];
+  a.Index = FCount;
+  a.AttrType = CDATA;
+  a.Next = nullptr;
+  if (FCount > 0) FEntries[static_cast<size_t>(FCount - 1)]->Next = &a;
+  ++FCount;
+  return a;
+}
+
+TVxSAXAttribute& TVxSAXXMAttributes::Add(const VxXMLString& ALocalName, const VxXMLString& AQName,
+                                         const VxXMLString& AURI, const VxXMLString& AValue,
+                                         TVxSAXAttributeType AType) {
+  TVxSAXAttribute& a = AddEmpty();
+  a.LocalName = ALocalName;
+  a.QName = AQName;
+  a.URI = AURI;
+  a.Value = AValue;
+  a.AttrType = AType;
+  return a;
+}
+
+void TVxSAXXMAttributes::Clear() noexcept { FCount = 0; }
+
+TVxSAXAttribute& TVxSAXXMAttributes::GetAttribute(int AIndex) const {
+  if (AIndex < 0 || AIndex >= FCount)
+    throw EVxXMLParseError(VxFormat(cVxSAXListIndexError, AIndex), cVxXMLErrListIndex);
+  return *FEntries[static_cast<size_t>(AIndex)];
+}
+
+int TVxSAXXMAttributes::GetIndex(const VxXMLString& AQName) {
+  for (int k = 0; k < FCount; ++k)
+    if (VxSameText(FEntries[static_cast<size_t>(k)]->QName, AQName)) return k;
+  return -1;
+}
+
+int TVxSAXXMAttributes::GetIndex(const VxXMLString& AURI, const VxXMLString& ALocalName) {
+  const bool anyURI = AURI == u"*";
+  for (int k = 0; k < FCount; ++k) {
+    const TVxSAXAttribute& a = *FEntries[static_cast<size_t>(k)];
+    if ((anyURI || VxSameText(a.URI, AURI)) && VxSameText(a.LocalName, ALocalName)) return k;
+  }
+  return -1;
+}
+
+TVxSAXAttribute& TVxSAXXMAttributes::ByQName(const VxXMLString& AQName) {
+  int k = GetIndex(AQName);
+  if (k < 0) throw EVxXMLParseError(VxFormat(cVxSAXListNameError, AQName), cVxXMLErrListIndex);
+  return *FEntries[static_cast<size_t>(k)];
+}
+
+TVxSAXAttribute& TVxSAXXMAttributes::ByURI(const VxXMLString& AURI, const VxXMLString& ALocalName) {
+  int k = GetIndex(AURI, ALocalName);
+  if (k < 0) throw EVxXMLParseError(VxFormat(cVxSAXListURIError, AURI, ALocalName), cVxXMLErrListIndex);
+  return *FEntries[static_cast<size_t>(k)];
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVxSAXNamespaceList
+// ---------------------------------------------------------------------------------------------
+
+void TVxSAXNamespaceList::AddURI(int ALevel, const VxXMLString& APrefix, const VxXMLString& AURI) {
+  FItems.push_back({ALevel, APrefix, AURI});
+  if (FHandler) FHandler->StartPrefixMapping(APrefix, AURI);
+}
+
+const TVxSAXNamespace* TVxSAXNamespaceList::GetNamespace(const VxXMLString& APrefix) const {
+  for (auto it = FItems.rbegin(); it != FItems.rend(); ++it)
+    if (VxSameText(it->Prefix, APrefix)) return &*it;
+  return nullptr;
+}
+
+const VxXMLString& TVxSAXNamespaceList::GetURI(const VxXMLString& APrefix) const {
+  const TVxSAXNamespace* ns = GetNamespace(APrefix);
+  return ns ? ns->URI : cEmpty;
+}
+
+void TVxSAXNamespaceList::RemoveLevel(int ALevel) {
+  while (!FItems.empty() && FItems.back().Level >= ALevel) {
+    if (FHandler) FHandler->EndPrefixMapping(FItems.back().Prefix);
+    FItems.pop_back();
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVxSAXReader
+// ---------------------------------------------------------------------------------------------
+
+TVxSAXReader::TVxSAXReader() : FEmptyAttributes(new TVxSAXXMAttributes) {
+  SetAutoDestroy(false);
+  FEmptyAttributes->_AddRef();
+}
+
+TVxSAXReader::~TVxSAXReader() {
+  delete FParser;
+  FEmptyAttributes->_Release();
+}
+
+int64_t TVxSAXReader::GetLineNr() {
+  if (FEOFError) return FLineNr;
+  return FParser ? FParser->GetLineNr() : -1;
+}
+
+int64_t TVxSAXReader::GetColNr() {
+  if (FEOFError) return FColNr;
+  return FParser ? FParser->GetColNr() : -1;
+}
+
+int64_t TVxSAXReader::GetPosition() { return FParser ? FParser->GetPosition() : -1; }
+
+void TVxSAXReader::RunParse(TVxStream* AStream, bool AOwnsStream, bool ADetectCodePage, uint16_t ACodePage) {
+  FEOFError = false;
+  FLineNr = FColNr = -1;
+  delete FParser;
+  FParser = nullptr;
+  FParser = CreateParser(AStream, AOwnsStream, ADetectCodePage, ACodePage);
+  try {
+    InternalParse();
+  } catch (...) {
+    delete FParser;
+    FParser = nullptr;
+    throw;
+  }
+  delete FParser;
+  FParser = nullptr;
+}
+
+void TVxSAXReader::ReportFatal(const std::exception& AError) {
+  FEOFError = dynamic_cast<const EVxTextParserEOF*>(&AError) != nullptr;
+  VxXMLString message;
+  if (auto* e = dynamic_cast<const Exception*>(&AError))
+    message = e->Message();
+  else
+    message = VxUTF8ToUTF16(AError.what());
+  FErrorHandler->FatalError(this, message);
+}
+
+void TVxSAXReader::ParseFile(const VxString& AFileName, uint16_t AMode, const VxXMLString& APublicID) {
+  FPublicID = APublicID;
+  TVxFileStream file(AFileName, AMode);
+  RunParse(&file, false, true, 0);
+}
+
+void TVxSAXReader::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxXMLString& APublicID) {
+  FPublicID = APublicID;
+  RunParse(&AStream, false, false, ACodePage);
+}
+
+void TVxSAXReader::ParseBuffer(const void* ABuffer, int64_t ASize, uint16_t ACodePage, const VxXMLString& APublicID) {
+  TVxMemoryStream stream(ABuffer, ASize);
+  ParseStream(stream, ACodePage, APublicID);
+}
+
+void TVxSAXReader::Parse(std::u16string_view AText, const VxXMLString& APublicID) {
+  TVxStringStream stream(AText);
+  ParseStream(stream, cVxCodePageUTF16, APublicID);
+}
+
+void TVxSAXReader::Parse(std::string_view AText, uint16_t ACodePage, const VxXMLString& APublicID) {
+  TVxStringStream stream(AText, ACodePage);
+  ParseStream(stream, ACodePage, APublicID);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVxXMLParser
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+uint16_t InitialCodePage(TVxStream* AStream, bool ADetect, uint16_t ACodePage) {
+  uint16_t cp = ADetect ? VxGetCodePage(*AStream) : 0;
+  return cp ? cp : ACodePage;
+}
+}  // namespace
+
+TVxXMLParser::TVxXMLParser(TVxStream* AStream, bool AOwnsStream, bool ADetectCodePage, uint16_t ACodePage)
+    : TVxTextParser(AStream, AOwnsStream, InitialCodePage(AStream, ADetectCodePage, ACodePage)) {
+  SetCharacterSetType(CharacterSetType());
+  uint16_t cp = ContentCodePage();
+  if (!FCodePageFixed) DetectDeclaredCodePage(cp);
+  SetContentCodePage(cp);
+  First();
+}
+
+void TVxXMLParser::DetectDeclaredCodePage(uint16_t& ACodePage) {
+  std::string name;
+  SkipWhile(skUntilEqual, u'<');
+  if (PeekString(6) == "<?xml ") {
+    SetMark(ptMark1);
+    SkipWhile(skUntilEqual, u'>');
+    std::string decl = VxLowerCaseA(Selected(ptMark1, ptCurrent, false));
+    ClearMark(ptMark1);
+    if (auto at = decl.find("encoding"); at != std::string::npos) {
+      std::string rest = decl.substr(at + 8);
+      if (auto eq = rest.find('='); eq != std::string::npos) {
+        rest = VxTrimA(std::string_view(rest).substr(eq + 1));
+        if (rest.size() > 1) {
+          char quote = rest[0];
+          auto close = rest.find(quote, 1);
+          name = rest.substr(1, close == std::string::npos ? std::string::npos : close - 1);
+        }
+      }
+    }
+  }
+  if (!name.empty() && !VxSameTextA(name, "UTF-8")) {
+    ACodePage = VxCodePage(std::string_view(name));
+  } else {
+    SetCharacterSetType(cstUTF8);
+    ACodePage = cVxCodePageUTF8;
+  }
+}
+
+void TVxXMLParser::SetCharacterSetType(TVxCharacterSetType AType) {
+  // The recognizer compares units against ASCII punctuation in every width (CurrUnit), and the
+  // inherited skip loops are already specialised per width; nothing else to switch.
+  TVxTextParser::SetCharacterSetType(AType);
+}
+
+bool TVxXMLParser::CheckCurrChar(char16_t AChar, bool ARaiseIfNot) {
+  if (!Eof() && CurrUnit() == AChar) return true;
+  if (ARaiseIfNot)
+    throw EVxXMLParseError(VxFormat(cVxXMLNotWellFormed, VxString(1, AChar), CharText(CurrCharW(), Eof())),
+                           cVxXMLErrCharExpected);
+  return false;
+}
+
+bool VxIsXMLNameStartChar(char16_t C) noexcept {
+  return (C >= u'A' && C <= u'Z') || C == u'_' || (C >= u'a' && C <= u'z') || (C >= 0xC0 && C <= 0xD6) ||
+         (C >= 0xD8 && C <= 0xF6) || (C >= 0xF8 && C <= 0x2FF) || (C >= 0x370 && C <= 0x37D) ||
+         (C >= 0x37F && C <= 0x1FFF) || (C >= 0x200C && C <= 0x200D) || (C >= 0x2070 && C <= 0x218F) ||
+         (C >= 0x2C00 && C <= 0x2FEF) || (C >= 0x3001 && C <= 0xD7FF) || (C >= 0xF900 && C <= 0xFDCF) ||
+         (C >= 0xFDF0 && C <= 0xFFFD);
+}
+
+bool VxIsXMLNameChar(char16_t C) noexcept {
+  return VxIsXMLNameStartChar(C) || C == u'-' || C == u'.' || (C >= u'0' && C <= u'9') || C == 0xB7 ||
+         (C >= 0x300 && C <= 0x36F) || (C >= 0x203F && C <= 0x2040);
+}
+
+void TVxXMLParser::CheckValidNameStartChar() {
+  char16_t c = CurrCharW();
+  if (!Eof() && VxIsXMLNameStartChar(c)) return;
+  if (c == u':') throw EVxXMLParseError(VxFormat(cVxXMLColonNameStart, u":"), cVxXMLErrCharExpected);
+  throw EVxXMLParseError(VxFormat(cVxXMLInvalidNameStart, CharText(c, Eof())), cVxXMLErrCharExpected);
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVxSAXXMLReader
+// ---------------------------------------------------------------------------------------------
+
+TVxSAXXMLReader::TVxSAXXMLReader() : FAttributes(new TVxSAXXMAttributes) { FAttributes->_AddRef(); }
+
+TVxSAXXMLReader::~TVxSAXXMLReader() { FAttributes->_Release(); }
+
+TVxTextParser* TVxSAXXMLReader::CreateParser(TVxStream* AStream, bool AOwnsStream, bool ADetectCodePage,
+                                             uint16_t ACodePage) {
+  return new TVxXMLParser(AStream, AOwnsStream, ADetectCodePage, ACodePage);
+}
+
+void TVxSAXXMLReader::SendCharacters(TVxTextParserPosType AFrom, TVxTextParserPosType ATo) {
+  Select(AFrom, ATo, FText);
+  FContentHandler->Characters(FText);
+}
+
+void TVxSAXXMLReader::SendWhitespace(TVxTextParserPosType AFrom, TVxTextParserPosType ATo) {
+  Select(AFrom, ATo, FText);
+  FContentHandler->IgnorableWhitespace(FText);
+}
+
+void TVxSAXXMLReader::InternalParse() {
+  if (!FContentHandler) throw EVxXMLParseError(cVxSAXNoContentHandler, cVxXMLErrNoContentHandler);
+  if (!FErrorHandler) throw EVxXMLParseError(cVxSAXNoErrorHandler, cVxXMLErrNoErrorHandler);
+  FNamespaces.Clear();
+  FNamespaces.SetHandler(FContentHandler.Get());
+  TVxXMLParser* p = Cursor();
+  try {
+    int depth = 0;
+    p->SkipWhile(skUntilEqual, u'<');
+    FContentHandler->SetDocumentLocator(this);
+    FContentHandler->StartDocument();
+    // Prolog: declaration, comments, DOCTYPE, blanks.
+    while (!p->Eof()) {
+      uint32_t next = p->NextUnit();
+      if (next == u'?') {
+        ParseProcessingInstruction();
+      } else if (next == u'!') {
+        p->NextChar();
+        if (p->NextUnit() == u'-')
+          ParseComment();
+        else
+          ParseDTD();
+      } else if (next >= 1 && next <= 32) {
+        p->NextChar();
+      } else {
+        break;
+      }
+      p->SkipWhile(skUntilEqual, u'<');
+    }
+    p->SkipWhile(skWhileAtOrBelow, u' ');
+    p->CheckCurrChar(u'<', true);
+    // Body.
+    while (!p->Eof()) {
+      uint32_t next = p->NextUnit();
+      if (next == u'!') {
+        p->NextChar();
+        if (p->NextUnit() == u'-')
+          ParseComment();
+        else
+          ParseCDATA();
+      } else if (next == u'?') {
+        ParseProcessingInstruction();
+      } else if (p->CurrUnit() == u'<') {
+        ParseElement(depth);
+      } else {
+        ParseCharacters();
+      }
+    }
+    FContentHandler->EndDocument();
+  } catch (EVxXMLParseError& e) {
+    e.SetPosition(GetLineNr(), GetColNr());
+    ReportFatal(e);
+    throw;
+  } catch (std::exception& e) {
+    ReportFatal(e);
+    throw;
+  }
+}
+
+void TVxSAXXMLReader::ParseElement(int& ADepth) {
+  static constexpr TVxAnsiCharSet nameEnd = cBlanks + TVxAnsiCharSet{':', '<', '>', '/'};
+  static constexpr TVxAnsiCharSet localEnd = cBlanks + TVxAnsiCharSet{'>', '/'};
+  TVxXMLParser* p = Cursor();
+  StoreLineCol();
+  const int64_t startLine = FLineNr, startCol = FColNr;
+  p->CheckCurrChar(u'<', true);
+  p->NextChar();
+  const bool endTag = p->CurrUnit() == u'/';
+  if (endTag) p->NextChar();
+  p->CheckValidNameStartChar();
+  p->SetMark(ptMark1);
+  p->SetMark(ptMark2);
+  p->SkipWhile(skUntilInSet, nameEnd);
+  if (p->CurrUnit() == u'<' && !p->Eof())
+    throw EVxXMLParseError(VxFormat(cVxXMLElementNotClosed, startLine, startCol), cVxXMLErrElementNotClosed);
+  if (p->CurrUnit() == u':' && !p->Eof()) {
+    Select(ptMark1, ptCurrent, FPrefix);
+    p->NextChar();
+    p->CheckValidNameStartChar();
+    p->SetMark(ptMark1);
+    p->SkipWhile(skUntilInSet, localEnd);
+  } else {
+    FPrefix.clear();
+  }
+  Select(ptMark1, ptCurrent, FLocalName);
+  Select(ptMark2, ptCurrent, FQName);
+  p->SkipWhile(skWhileEqual, u' ');
+
+  bool emptyElement = false;
+  if (endTag) {
+    const VxXMLString& uri = FNamespaces.GetURI(FPrefix);
+    p->CheckCurrChar(u'>', true);
+    FContentHandler->EndElement(uri, FLocalName, FQName);
+    FNamespaces.RemoveLevel(ADepth);
+    --ADepth;
+  } else {
+    ++ADepth;
+    TVxSAXXMAttributes* list = FEmptyAttributes;
+    if (!p->Eof() && p->CurrUnit() != u'/' && p->CurrUnit() != u'>') {
+      list = FAttributes;
+      list->Clear();
+      ParseAtrributes(*list, ADepth);
+    }
+    if (!p->Eof() && (p->CurrUnit() == u'/' || p->CurrUnit() == u'>')) {
+      emptyElement = p->CurrUnit() == u'/';
+      const VxXMLString& uri = FNamespaces.GetURI(FPrefix);
+      FContentHandler->StartElement(uri, FLocalName, FQName, list);
+      if (emptyElement) {
+        FContentHandler->EndElement(uri, FLocalName, FQName);
+        FNamespaces.RemoveLevel(ADepth);
+        --ADepth;
+      }
+    }
+    // A handler that kept the list gets to keep it: the next tag fills a new one.
+    if (list == FAttributes && FAttributes->RefCount() > 1) {
+      FAttributes->_Release();
+      FAttributes = new TVxSAXXMAttributes;
+      FAttributes->_AddRef();
+    }
+  }
+  p->SkipWhile(skUntilEqual, u'>');
+  if (ADepth == 0 && !emptyElement) {
+    AfterRootElement();
+    return;
+  }
+  p->NextChar();
+  if (!p->Eof() && p->CurrUnit() != u'<') ParseCharacters();
+}
+
+void TVxSAXXMLReader::AfterRootElement() {
+  TVxXMLParser* p = Cursor();
+  p->NextChar();
+  for (;;) {
+    p->SkipWhile(skWhileAtOrBelow, u' ');
+    if (p->Eof()) return;
+    if (p->CurrUnit() != u'<') {
+      if (FSingleRoot) throw EVxXMLParseError(cVxXMLTextAtRoot, cVxXMLErrTextAtRoot);
+      ParseCharacters();
+      continue;
+    }
+    uint32_t next = p->NextUnit();
+    if (next == u'?') {
+      ParseProcessingInstruction();
+    } else if (next == u'!') {
+      p->NextChar();
+      if (p->NextUnit() == u'-')
+        ParseComment();
+      else
+        ParseCDATA();
+    } else if (FSingleRoot) {
+      throw EVxXMLParseError(cVxXMLMultipleRoots, cVxXMLErrMultipleRoots);
+    } else {
+      int depth = 0;
+      ParseElement(depth);
+    }
+  }
+}
+
+void TVxSAXXMLReader::ParseAtrributes(TVxSAXXMAttributes& AAttributes, int ALevel) {
+  static constexpr TVxAnsiCharSet nameEnd{'=', ':', '>', '<'};
+  static constexpr TVxAnsiCharSet localEnd{'=', '>', '<'};
+  static constexpr TVxAnsiCharSet valueStart{'\'', '"', '>', '<'};
+  static constexpr TVxAnsiCharSet afterValue = cBlanks + TVxAnsiCharSet{'\'', '"'};
+  TVxXMLParser* p = Cursor();
+  StoreLineCol();
+  auto missingValue = [p] {
+    uint32_t c = p->CurrUnit();
+    if (!p->Eof() && (c == u'<' || c == u'>'))
+      throw EVxXMLParseError(cVxXMLMissingAttributeValue, cVxXMLErrMissingAttributeValue);
+  };
+  while (!p->Eof() && p->CurrUnit() != u'>' && p->CurrUnit() != u'/') {
+    p->SetMark(ptMark1);
+    p->SetMark(ptMark2);
+    p->SkipWhile(skUntilInSet, nameEnd);
+    missingValue();
+    TVxSAXAttribute& attr = AAttributes.AddEmpty();
+    if (!p->Eof() && p->CurrUnit() == u':') {
+      Select(ptMark1, ptCurrent, FAttrPrefix);
+      TrimInPlace(FAttrPrefix);
+      p->SkipWhile(skWhileEqual, u':');
+      p->SetMark(ptMark1);
+      p->SkipWhile(skUntilInSet, localEnd);
+      missingValue();
+      Select(ptMark1, ptCurrent, attr.LocalName);
+      Select(ptMark2, ptCurrent, attr.QName);
+      TrimInPlace(attr.LocalName);
+      TrimInPlace(attr.QName);
+    } else {
+      FAttrPrefix.clear();
+      Select(ptMark1, ptCurrent, attr.LocalName);
+      TrimInPlace(attr.LocalName);
+      attr.QName = attr.LocalName;
+      p->ClearMark(ptMark2);
+    }
+    p->SkipWhile(skUntilInSet, valueStart);
+    missingValue();
+    const char16_t quote = p->CurrCharW();
+    p->NextChar();
+    p->SetMark(ptMark1);
+    p->SkipWhile(skUntilEqual, quote);
+    Select(ptMark1, ptCurrent, attr.Value);
+    if (IsXMLNS(attr.QName)) {
+      attr.URI.clear();
+      FNamespaces.AddURI(ALevel, cEmpty, attr.Value);
+    } else if (IsXMLNS(FAttrPrefix)) {
+      attr.URI.clear();
+      FNamespaces.AddURI(ALevel, attr.LocalName, attr.Value);
+    } else {
+      attr.URI = FNamespaces.GetURI(FAttrPrefix);
+    }
+    p->SkipWhile(skWhileInSet, afterValue);
+  }
+}
+
+void TVxSAXXMLReader::ParseCharacters() {
+  TVxXMLParser* p = Cursor();
+  StoreLineCol();
+  p->SetMark(ptMark1);
+  p->ClearMark(ptMark2);  // a mark left by a tag name is not the end of this text
+  // All blank while only codes up to 32 are read; then on to the next "<".
+  p->SkipWhile(skWhileAtOrBelow, u' ');
+  const bool allBlank = p->Eof() || p->CurrUnit() == u'<';
+  if (!allBlank) p->SkipWhile(skUntilEqual, u'<');
+  if (FSingleRoot)
+    p->CheckEOF();
+  else if (p->Eof())
+    p->SetMark(ptMark2);
+  if (allBlank) {
+    SendWhitespace(ptMark1, ptCurrent);
+  } else if (p->Mark2Set()) {
+    SendCharacters(ptMark1, ptMark2);
+    SendWhitespace(ptMark2, ptCurrent);
+  } else if (p->GetPos(ptMark1) < p->GetCurPos()) {
+    SendCharacters(ptMark1, ptCurrent);
+  }
+  p->ClearMark(ptMark1);
+  p->ClearMark(ptMark2);
+}
+
+void TVxSAXXMLReader::ParseCDATA() {
+  TVxXMLParser* p = Cursor();
+  StoreLineCol();
+  p->SetMark(ptMark1);
+  p->SkipChars(8);
+  Select(ptMark1, ptCurrent, FText);
+  if (FText != u"![CDATA[")
+    throw EVxXMLParseError(VxFormat(cVxXMLCDATAExpected, FText), cVxXMLErrCDATAExpected);
+  if (FLexicalHandler) FLexicalHandler->StartCDATA();
+  p->SetMark(ptMark1);
+  for (;;) {
+    p->SkipWhile(skUntilEqual, u']');
+    if (p->Eof() || p->PeekStringW(3) == u"]]>") break;
+    p->NextChar();
+  }
+  SendCharacters(ptMark1, ptCurrent);
+  if (FLexicalHandler) FLexicalHandler->EndCDATA();
+  p->SkipWhile(skUntilEqual, u'>');
+  p->NextChar();
+}
+
+void TVxSAXXMLReader::ParseComment() {
+  TVxXMLParser* p = Cursor();
+  StoreLineCol();
+  if (p->CurrUnit() == u'<') p->NextChar();
+  p->CheckCurrChar(u'!', true);
+  p->SkipChars(3);
+  p->SetMark(ptMark1);
+  for (;;) {
+    p->SkipWhile(skUntilEqual, u'-');
+    if (p->Eof() || p->PeekStringW(3) == u"-->") break;
+    p->NextChar();
+  }
+  if (FLexicalHandler) {
+    Select(ptMark1, ptCurrent, FText);
+    FLexicalHandler->Comment(FText);
+  }
+  p->SkipWhile(skUntilEqual, u'>');
+  p->NextChar();
+}
+
+void TVxSAXXMLReader::ParseProcessingInstruction() {
+  static constexpr TVxAnsiCharSet targetEnd{' ', '?'};
+  TVxXMLParser* p = Cursor();
+  StoreLineCol();
+  p->CheckCurrChar(u'<', true);
+  p->SkipChars(2);
+  p->SetMark(ptMark1);
+  p->SkipWhile(skUntilInSet, targetEnd);
+  Select(ptMark1, ptCurrent, FText);
+  if (!p->Eof() && p->CurrUnit() == u' ') {
+    p->SkipWhile(skWhileEqual, u' ');
+    p->SetMark(ptMark1);
+    p->SkipWhile(skUntilEqual, u'?');
+    Select(ptMark1, ptCurrent, FText2);
+  } else {
+    FText2.clear();
+    p->SkipWhile(skWhileInSet, targetEnd);
+  }
+  FContentHandler->ProcessingInstruction(FText, FText2);
+  p->SkipWhile(skUntilEqual, u'>');
+  p->NextChar();
+}
+
+void TVxSAXXMLReader::ParseDTD() {
+  TVxXMLParser* p = Cursor();
+  StoreLineCol();
+  if (p->CurrUnit() == u'<') p->NextChar();
+  p->CheckCurrChar(u'!', true);
+  p->NextChar();
+  p->SetMark(ptMark1);
+  p->SkipWhile(skUntilEqual, u' ');
+  Select(ptMark1, ptCurrent, FText);
+  if (FText != u"DOCTYPE") throw EVxXMLParseError(VxFormat(cVxXMLDOCTYPEExpected, FText), cVxXMLErrDOCTYPEExpected);
+  if (FLexicalHandler) FLexicalHandler->StartDTD();
+  int brackets = 1;
+  do {
+    p->NextChar();
+    if (p->Eof()) break;
+    uint32_t c = p->CurrUnit();
+    if (c == u'<') ++brackets;
+    if (c == u'>') --brackets;
+  } while (brackets > 0);
+  if (FLexicalHandler) FLexicalHandler->EndDTD();
+  p->SkipWhile(skUntilEqual, u'>');
+  p->NextChar();
+}
+
+// ---------------------------------------------------------------------------------------------
+// JSON-to-SAX reader
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+// The expected texts of the JSON-to-SAX reader's messages.
+constexpr char16_t cEscapeExpected[] = u"\", \\, /, b, f, n, r, t or u";
+constexpr char16_t cValueExpected[] = u"\", t, f, n, 0..9, ., + or -";
+constexpr char16_t cRootExpected[] = u"{ or [";
+}  // namespace
+
+void TVxJSONTextParserEx::RaiseNotWellFormed(std::u16string_view AExpected) {
+  throw EVxXMLParseError(VxFormat(cVxXMLNotWellFormed, AExpected, CurrentForMessage()), cVxXMLErrCharExpected);
+}
+
+std::u16string_view TVxJSONTextParserEx::EscapeExpectation() const { return cEscapeExpected; }
+
+VxXMLString VxJSONNameToXMLName(VxXMLString AName) {
+  for (char16_t& c : AName)
+    if (!VxIsXMLNameChar(c)) c = static_cast<char16_t>((c & 0xFF00) | u'_');
+  if (AName.empty()) return u"_";
+  if (!VxIsXMLNameStartChar(AName[0])) AName.insert(AName.begin(), u'_');
+  return AName;
+}
+
+TVxSAXJSONReader::TVxSAXJSONReader() : FTyping(new TVxSAXXMAttributes) { FTyping->_AddRef(); }
+
+TVxSAXJSONReader::~TVxSAXJSONReader() { FTyping->_Release(); }
+
+TVxTextParser* TVxSAXJSONReader::CreateParser(TVxStream* AStream, bool AOwnsStream, bool ADetectCodePage,
+                                              uint16_t ACodePage) {
+  uint16_t cp = ACodePage;
+  if (ADetectCodePage)
+    if (uint16_t bom = VxGetCodePage(*AStream)) cp = bom;
+  return new TVxJSONTextParserEx(AStream, AOwnsStream, cp, true);
+}
+
+void TVxSAXJSONReader::Expect(char16_t AChar) { Cursor()->CheckCurrChar(AChar, true); }
+
+void TVxSAXJSONReader::InternalParse() {
+  if (!FContentHandler) throw EVxXMLParseError(cVxSAXNoContentHandler, cVxXMLErrJSONNoContentHandler);
+  if (!FErrorHandler) throw EVxXMLParseError(cVxSAXNoErrorHandler, cVxXMLErrJSONNoErrorHandler);
+  TVxJSONTextParserEx* p = Cursor();
+  try {
+    static constexpr TVxAnsiCharSet starts{'{', '['};
+    p->SkipWhile(skUntilInSet, starts);
+    FContentHandler->SetDocumentLocator(this);
+    FContentHandler->StartDocument();
+    VxXMLString root;
+    if (!p->Eof() && p->CurrUnit() == u'{')
+      root = u"object";
+    else if (!p->Eof() && p->CurrUnit() == u'[')
+      root = u"array";
+    else
+      p->NotWellFormed(cRootExpected);
+    auto* rootAttributes = new TVxSAXXMAttributes;
+    TVxIntf<IVxSAXAttributes> hold(rootAttributes);
+    rootAttributes->Add(u"xsi", u"xmlns:xsi", cEmpty, cVxXSINamespace);
+    rootAttributes->Add(u"xsd", u"xmlns:xsd", cEmpty, cVxXSDNamespace);
+    FContentHandler->StartElement(cEmpty, root, root, rootAttributes);
+    ReadContainer(root == u"object", root);
+    p->NextChar();
+    p->SkipWhile(skWhileAtOrBelow, u' ');
+    if (!p->Eof()) p->NotWellFormed(u"");
+    FContentHandler->EndElement(cEmpty, root, root);
+    FContentHandler->EndDocument();
+  } catch (EVxXMLParseError& e) {
+    e.SetPosition(GetLineNr(), GetColNr());
+    ReportFatal(e);
+    throw;
+  } catch (std::exception& e) {
+    ReportFatal(e);
+    throw;
+  }
+}
+
+void TVxSAXJSONReader::ReadContainer(bool AObject, const VxXMLString& ARootName) {
+  // An explicit stack of open containers, so nesting depth costs heap, not stack.
+  static constexpr TVxAnsiCharSet memberStart{'}', '"'};
+  static constexpr TVxAnsiCharSet memberEnd{'}', ','};
+  static constexpr TVxAnsiCharSet itemEnd{']', ','};
+  struct TFrame {
+    bool IsObject;
+    VxXMLString BaseName;  // name of members' items (arrays) / unused for objects
+    VxXMLString EndName;   // element to end when the container closes
+  };
+  TVxJSONTextParserEx* p = Cursor();
+  std::vector<TFrame> stack;
+  stack.push_back({AObject, ARootName, VxXMLString()});
+  bool afterValue = false;  // false: at the start of a member or item; true: after its value
+  VxXMLString raw;
+  auto open = [&](uint32_t AChar, const VxXMLString& AName, bool AArrayItem) {
+    if (AChar == u'{') {
+      FContentHandler->StartElement(cEmpty, AName, AName, FEmptyAttributes);
+      stack.push_back({true, AName, AName});
+    } else {
+      VxXMLString array = AName + u"Array";
+      FContentHandler->StartElement(cEmpty, AArrayItem ? array : AName + u"Arr", array, FEmptyAttributes);
+      stack.push_back({false, AName, array});
+    }
+    afterValue = false;
+  };
+  while (!stack.empty()) {
+    TFrame& f = stack.back();
+    StoreLineCol();
+    bool closes = false;
+    if (f.IsObject) {
+      if (afterValue) {
+        p->SkipWhile(skUntilInSet, memberEnd);
+        closes = p->Eof() || p->CurrUnit() == u'}';
+        afterValue = false;
+      }
+      if (!closes) {
+        p->SkipWhile(skUntilInSet, memberStart);
+        closes = p->Eof() || p->CurrUnit() == u'}';
+      }
+      if (!closes) {
+        p->ReadString(raw);
+        VxXMLString name = VxJSONNameToXMLName(VxJSONUnescape(raw));
+        p->SkipWhile(skUntilEqual, u':');
+        p->NextChar();
+        p->SkipWhile(skWhileAtOrBelow, u' ');
+        uint32_t c = p->Eof() ? 0 : p->CurrUnit();
+        if (c == u'{' || c == u'[') {
+          open(c, name, false);
+        } else {
+          SendScalar(name, false);
+          afterValue = true;
+        }
+        continue;
+      }
+    } else {
+      if (afterValue) {
+        p->SkipWhile(skUntilInSet, itemEnd);
+        closes = p->Eof() || p->CurrUnit() == u']';
+        afterValue = false;
+      }
+      if (!closes) {
+        p->NextChar();
+        p->SkipWhile(skWhileAtOrBelow, u' ');
+        closes = p->Eof() || p->CurrUnit() == u']';
+      }
+      if (!closes) {
+        uint32_t c = p->CurrUnit();
+        VxXMLString base = f.BaseName;
+        if (c == u'{' || c == u'[') {
+          open(c, base, true);
+        } else {
+          SendScalar(base, true);
+          afterValue = true;
+        }
+        continue;
+      }
+    }
+    // The container closes; the root leaves the cursor on its bracket for the caller.
+    VxXMLString endName = std::move(f.EndName);
+    stack.pop_back();
+    if (stack.empty()) break;
+    FContentHandler->EndElement(cEmpty, endName, endName);
+    p->NextChar();
+    afterValue = true;
+  }
+}
+
+TVxSAXJSONReader::TValueKind TVxSAXJSONReader::ParseSimpleValue(VxXMLString& AText) {
+  static constexpr TVxAnsiCharSet numberChars = TVxAnsiCharSet::Range('0', '9') + TVxAnsiCharSet{'.', '-', '+', 'e', 'E'};
+  TVxJSONTextParserEx* p = Cursor();
+  StoreLineCol();
+  uint32_t c = p->Eof() ? 0 : p->CurrUnit();
+  auto literal = [&](const char16_t* AWord) {
+    for (const char16_t* w = AWord; *w; ++w) {
+      Expect(*w);
+      p->NextChar();
+    }
+    AText = AWord;
+  };
+  switch (c) {
+    case u'"': {
+      VxXMLString raw;
+      p->ReadString(raw);
+      AText = VxJSONUnescape(raw);
+      return vkString;
+    }
+    case u't': literal(u"true"); return vkBoolean;
+    case u'f': literal(u"false"); return vkBoolean;
+    case u'n': literal(u"null"); AText.clear(); return vkNull;
+    default:
+      if ((c >= u'0' && c <= u'9') || c == u'.' || c == u'+' || c == u'-') {
+        p->SetMark(ptMark1);
+        p->SkipWhile(skWhileInSet, numberChars);
+        AText.clear();
+        p->AppendSelectedW(ptMark1, ptCurrent, false, AText);
+        return vkNumber;
+      }
+      p->NotWellFormed(cValueExpected);
+  }
+}
+
+void TVxSAXJSONReader::SendScalar(const VxXMLString& AName, bool AArrayItem) {
+  TValueKind kind = ParseSimpleValue(FValue);
+  FTyping->Clear();
+  if (kind == vkNull) {
+    FTyping->Add(u"nil", u"xsi:nil", AArrayItem ? VxXMLString(cVxXSINamespace)
+                                                 : VxXMLString(u"xmlns:xsi=\"") + cVxXSINamespace + u"\"",
+                 u"true");
+  } else {
+    const char16_t* type = kind == vkString ? u"string" : kind == vkNumber ? u"decimal" : u"boolean";
+    FTyping->Add(u"type", u"xsd:type", AArrayItem ? VxXMLString(cVxXSDNamespace)
+                                                  : VxXMLString(u"xmlns:xsd=\"") + cVxXSDNamespace + u"\"",
+                 type);
+  }
+  FContentHandler->StartElement(cEmpty, AName, AName, FTyping);
+  if (kind != vkNull) FContentHandler->Characters(FValue);
+  FContentHandler->EndElement(cEmpty, AName, AName);
+  if (FTyping->RefCount() > 1) {  // a handler kept the list: fill a new one next time
+    FTyping->_Release();
+    FTyping = new TVxSAXXMAttributes;
+    FTyping->_AddRef();
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// TVxSAXParser
+// ---------------------------------------------------------------------------------------------
+
+TVxSAXParser::TVxSAXParser(TVxComponent* AOwner) : TVxImplements(AOwner) {}
+
+void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxXMLString& APublicID) {
+  Fire(OnStart);
+  const int unitSize = ACodePage == cVxCodePageUTF16 ? 2 : 1;
+  uint8_t unit[2] = {0, 0};
+  uint32_t value = 0;
+  bool readAny = false;
+  for (;;) {
+    unit[1] = 0;
+    if (AStream.Read(unit, unitSize) != unitSize) break;
+    readAny = true;
+    value = static_cast<uint32_t>(unit[0] | (unit[1] << 8));
+    if (value > 0x20) break;
+  }
+  if (readAny) AStream.Seek(-unitSize, soCurrent);
+  std::unique_ptr<TVxSAXReader> reader;
+  if (readAny && value == 0x3C)
+    reader = std::make_unique<TVxSAXXMLReader>();
+  else
+    reader = std::make_unique<TVxSAXJSONReader>();
+  reader->SetErrorHandler(TVxIntf<IVxSAXErrorHandler>(this));
+  reader->SetLexicalHandler(TVxIntf<IVxSAXLexicalHandler>(this));
+  reader->SetContentHandler(TVxIntf<IVxSAXContentHandler>(this));
+  reader->ParseStream(AStream, ACodePage, APublicID);
+  reader.reset();
+  Fire(OnFinished);
+}
+
+void TVxSAXParser::ParseFile(const VxString& AFileName, uint16_t AMode, const VxXMLString& APublicID) {
+  Fire(OnStart);
+  {
+    TVxFileStream file(AFileName, AMode);
+    uint16_t cp = VxGetCodePage(file);
+    ParseStream(file, cp, APublicID);
+  }
+  Fire(OnFinished);
+}
+
+void TVxSAXParser::ParseBuffer(const void* ABuffer, int64_t ASize, uint16_t ACodePage, const VxXMLString& APublicID) {
+  Fire(OnStart);
+  {
+    TVxMemoryStream stream(ABuffer, ASize);
+    ParseStream(stream, ACodePage, APublicID);
+  }
+  Fire(OnFinished);
+}
+
+void TVxSAXParser::Parse(std::u16string_view AText, const VxXMLString& APublicID) {
+  Fire(OnStart);
+  {
+    TVxStringStream stream(AText);
+    ParseStream(stream, cVxCodePageUTF16, APublicID);
+  }
+  Fire(OnFinished);
+}
+
+void TVxSAXParser::Parse(std::string_view AText, uint16_t ACodePage, const VxXMLString& APublicID) {
+  Fire(OnStart);
+  {
+    TVxStringStream stream(AText, ACodePage);
+    ParseStream(stream, ACodePage, APublicID);
+  }
+  Fire(OnFinished);
+}
+
+void TVxSAXParser::Warning(IVxSAXLocator* ALocator, const VxXMLString& AMessage) {
+  if (OnWarning) OnWarning(ALocator, AMessage);
+}
+void TVxSAXParser::Error(IVxSAXLocator* ALocator, const VxXMLString& AMessage) {
+  if (OnError) OnError(ALocator, AMessage);
+}
+void TVxSAXParser::FatalError(IVxSAXLocator* ALocator, const VxXMLString& AMessage) {
+  if (OnFatalError) OnFatalError(ALocator, AMessage);
+}
+void TVxSAXParser::Characters(const VxXMLString& AText) {
+  if (OnCharacters) OnCharacters(this, AText);
+}
+void TVxSAXParser::EndDocument() { Fire(OnEndDocument); }
+void TVxSAXParser::EndElement(const VxXMLString& ANamespaceURI, const VxXMLString& ALocalName,
+                              const VxXMLString& AQName) {
+  if (OnEndElement) OnEndElement(this, ANamespaceURI, ALocalName, AQName);
+}
+void TVxSAXParser::EndPrefixMapping(const VxXMLString& APrefix) {
+  if (OnEndPrefixMapping) OnEndPrefixMapping(this, APrefix);
+}
+void TVxSAXParser::IgnorableWhitespace(const VxXMLString& AText) {
+  if (OnIgnorableWhitespace) OnIgnorableWhitespace(this, AText);
+}
+void TVxSAXParser::ProcessingInstruction(const VxXMLString& ATarget, const VxXMLString& AData) {
+  if (OnProcessingInstruction) OnProcessingInstruction(this, ATarget, AData);
+}
+void TVxSAXParser::StartDocument() { Fire(OnStartDocument); }
+void TVxSAXParser::StartElement(const VxXMLString& ANamespaceURI, const VxXMLString& ALocalName,
+                                const VxXMLString& AQName, IVxSAXAttributes* AAttributes) {
+  if (OnStartElement) OnStartElement(this, ANamespaceURI, ALocalName, AQName, AAttributes);
+}
+void TVxSAXParser::StartPrefixMapping(const VxXMLString& APrefix, const VxXMLString& AURI) {
+  if (OnStartPrefixMapping) OnStartPrefixMapping(this, APrefix, AURI);
+}
+void TVxSAXParser::Comment(const VxXMLString& AText) {
+  if (OnComment) OnComment(this, AText);
+}
+void TVxSAXParser::StartCDATA() { Fire(OnStartCDATA); }
+void TVxSAXParser::StartDTD() { Fire(OnStartDTD); }
+void TVxSAXParser::EndCDATA() { Fire(OnEndCDATA); }
+void TVxSAXParser::EndDTD() { Fire(OnEndDTD); }
+
+}  // namespace vx
