@@ -3,6 +3,10 @@
 
 #include <cxxabi.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -359,20 +363,20 @@ void VxUTF8Append(const char* AText, size_t ALength, VxString& AOut) {
   AOut.resize(base + ALength);  // UTF-16 never needs more units than UTF-8 has bytes
   char16_t* out = AOut.data() + base;
   while (p < end) {
-    // ASCII fast path: eight bytes at a time while none has its high bit set.
-    while (end - p >= 8) {
-      uint64_t block;
-      std::memcpy(&block, p, 8);
-      if (block & 0x8080808080808080ull) break;
-      for (int k = 0; k < 8; ++k) out[k] = p[k];
-      out += 8;
-      p += 8;
+#if defined(__SSE2__)
+    // ASCII fast path: sixteen bytes at a time, widened in registers.
+    const __m128i zero = _mm_setzero_si128();
+    while (end - p >= 16) {
+      __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+      if (_mm_movemask_epi8(block)) break;
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(block, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(block, zero));
+      out += 16;
+      p += 16;
     }
+#endif
+    while (p < end && *p < 0x80) *out++ = *p++;
     if (p >= end) break;
-    if (*p < 0x80) {
-      *out++ = *p++;
-      continue;
-    }
     char32_t cp;
     p += VxUTF8SequenceLength(p, end, cp);
     if (cp >= 0x10000) {

@@ -95,6 +95,7 @@ void TVxTextParser::Refill() {
   if (FMark1) keep = std::min(keep, FMark1 - 1);
   if (FMark2) keep = std::min(keep, FMark2 - 1);
   if (FPin >= 0) keep = std::min(keep, FPin);
+  if (FLineMark >= 0) keep = std::min(keep, FLineMark);
   if (FCharSetType == cstUTF16) keep -= (keep - FContentStart) & 1;
   keep = std::max(keep, FBufPos);
   if (FLcPos < keep) AdvanceLineCol(keep);
@@ -206,6 +207,7 @@ void TVxTextParser::SetContentCodePage(uint16_t ACodePage) {
 void TVxTextParser::First() {
   FMark1 = FMark2 = 0;
   FPin = -1;
+  FLineMark = -1;
   if (FDirect) {
     ResetWindow(FContentStart);
   } else if (FDecoder) {
@@ -437,46 +439,73 @@ void TVxTextParser::AppendDecoded(const uint8_t* AStart, const uint8_t* AStop, V
 // Line and column
 // ---------------------------------------------------------------------------------------------
 
-void TVxTextParser::AdvanceLineCol(int64_t ATo) {
-  if (ATo <= FLcPos) return;
-  const uint8_t* p = FBuf + (FLcPos - FBufPos);
-  const uint8_t* e = FBuf + (ATo - FBufPos);
+void TVxTextParser::CountLineCol(const uint8_t* AFrom, const uint8_t* ATo, int64_t& ALineNr,
+                                 int64_t& AColNr) const noexcept {
+  const uint8_t* p = AFrom;
+  const uint8_t* e = ATo;
   if (FCharSetType == cstUTF16) {
-    int64_t line = FLineNr, col = FColNr;
     for (; p + 1 < e; p += 2) {
       char16_t u = Load16(p);
       if (u == u'\n') {
-        ++line;
-        col = 1;
+        ++ALineNr;
+        AColNr = 1;
       } else if (u < 0xDC00 || u > 0xDFFF) {
-        ++col;
+        ++AColNr;
       }
     }
-    FLineNr = line;
-    FColNr = col;
-  } else {
-    auto newlines = std::count(p, e, static_cast<uint8_t>('\n'));
-    if (newlines > 0) {
-      FLineNr += newlines;
-      p = static_cast<const uint8_t*>(memrchr(p, '\n', static_cast<size_t>(e - p))) + 1;
-      FColNr = 1;
-    }
-    if (FCharSetType == cstUTF8)
-      FColNr += std::count_if(p, e, [](uint8_t b) { return (b & 0xC0) != 0x80; });
-    else
-      FColNr += e - p;
+    return;
   }
+  auto newlines = std::count(p, e, static_cast<uint8_t>('\n'));
+  if (newlines > 0) {
+    ALineNr += newlines;
+    p = static_cast<const uint8_t*>(memrchr(p, '\n', static_cast<size_t>(e - p))) + 1;
+    AColNr = 1;
+  }
+  if (FCharSetType == cstUTF8)
+    AColNr += std::count_if(p, e, [](uint8_t b) { return (b & 0xC0) != 0x80; });
+  else
+    AColNr += e - p;
+}
+
+void TVxTextParser::AdvanceLineCol(int64_t ATo) {
+  if (ATo <= FLcPos) return;
+  CountLineCol(FBuf + (FLcPos - FBufPos), FBuf + (ATo - FBufPos), FLineNr, FColNr);
   FLcPos = ATo;
 }
 
+void TVxTextParser::GetLineMarkPos(int64_t& ALineNr, int64_t& AColNr) {
+  int64_t at = FLineMark >= 0 ? FLineMark : GetCurPos();
+  AdvanceLineCol(at);
+  ALineNr = FLineNr;
+  AColNr = FColNr;
+}
+
+// The counted position never passes a construct mark, so the mark's line and column stay
+// available; the current ones are counted on from there without moving the count.
 int64_t TVxTextParser::GetLineNr() {
-  AdvanceLineCol(GetCurPos());
-  return FLineNr;
+  int64_t line, col;
+  CurrentLineCol(line, col);
+  return line;
 }
 
 int64_t TVxTextParser::GetColNr() {
-  AdvanceLineCol(GetCurPos());
-  return FColNr;
+  int64_t line, col;
+  CurrentLineCol(line, col);
+  return col;
+}
+
+void TVxTextParser::CurrentLineCol(int64_t& ALineNr, int64_t& AColNr) {
+  const int64_t cur = GetCurPos();
+  if (FLineMark < 0 || FLineMark >= cur) {
+    AdvanceLineCol(cur);
+    ALineNr = FLineNr;
+    AColNr = FColNr;
+    return;
+  }
+  AdvanceLineCol(FLineMark);
+  ALineNr = FLineNr;
+  AColNr = FColNr;
+  CountLineCol(FBuf + (FLcPos - FBufPos), FCur, ALineNr, AColNr);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -241,6 +241,11 @@ class TVxTextParser : public TVxObject {
   /// Appends the selection to AOut, reusing its storage (the readers' hot path).
   void AppendSelectedW(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, bool AInclusive, VxString& AOut);
 
+  /// Marks the start of a construct for error reports: its line and column are computed only
+  /// when asked for (GetLineMarkPos), so marking costs nothing while parsing goes well.
+  void SetLineMark() noexcept { FLineMark = GetCurPos(); }
+  /// Line and column at the construct mark (the current ones when none is set).
+  void GetLineMarkPos(int64_t& ALineNr, int64_t& AColNr);
   /// Line of the current character, from 1.
   int64_t GetLineNr();
   /// Column of the current character, from 1.
@@ -281,6 +286,8 @@ class TVxTextParser : public TVxObject {
   void ResetWindow(int64_t APosition);
   void AlignEnd() noexcept;
   void AdvanceLineCol(int64_t ATo);
+  void CurrentLineCol(int64_t& ALineNr, int64_t& AColNr);
+  void CountLineCol(const uint8_t* AFrom, const uint8_t* ATo, int64_t& ALineNr, int64_t& AColNr) const noexcept;
   int64_t ResolvePos(TVxTextParserPosType AKind) const noexcept;
   std::string NarrowRange(const uint8_t* AStart, const uint8_t* AStop) const;
   void AppendDecoded(const uint8_t* AStart, const uint8_t* AStop, VxString& AOut) const;
@@ -317,6 +324,7 @@ class TVxTextParser : public TVxObject {
   size_t FStoreCap = 0;
   size_t FStoreLen = 0;
   int64_t FPin = -1;         // a position that peeking must keep
+  int64_t FLineMark = -1;    // construct start whose line and column may still be asked for
   int64_t FContentStart = 0; // where First goes before skipping a byte-order mark
   int64_t FStartPos = 0;     // where the content starts after a byte-order mark
 

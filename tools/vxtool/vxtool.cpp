@@ -94,20 +94,28 @@ int CmdDemo(const std::string& ADir) {
   return CmdEncodings();
 }
 
-// Text for one line of output: control characters and quotes escaped.
+// Text for one line of output, quoted, with control characters, quotes and backslashes escaped.
 std::string Show(const VxXMLString& AText) {
-  std::string out = "\"";
+  static constexpr char16_t hex[] = u"0123456789ABCDEF";
+  VxXMLString escaped;
   for (char16_t c : AText) {
-    if (c == u'\n') out += "\\n";
-    else if (c == u'\r') out += "\\r";
-    else if (c == u'\t') out += "\\t";
-    else if (c == u'"') out += "\\\"";
-    else if (c == u'\\') out += "\\\\";
-    else if (c < 0x20) out += "\\x" + std::string(1, "0123456789ABCDEF"[c >> 4]) + "0123456789ABCDEF"[c & 15];
-    else VxUTF16Append(&c, 1, out);
+    switch (c) {
+      case u'\n': escaped.append(u"\\n"); break;
+      case u'\r': escaped.append(u"\\r"); break;
+      case u'\t': escaped.append(u"\\t"); break;
+      case u'"': escaped.append(u"\\\""); break;
+      case u'\\': escaped.append(u"\\\\"); break;
+      default:
+        if (c < 0x20) {
+          escaped.append(u"\\x").append(1, hex[c >> 4]).append(1, hex[c & 15]);
+        } else {
+          escaped.append(1, c);
+        }
+    }
   }
-  // Pairs were appended unit by unit: rejoin them.
-  return VxUTF16ToUTF8(VxUTF8ToUTF16(out)) + "\"";
+  std::string out(1, '"');
+  out.append(VxUTF16ToUTF8(escaped)).append(1, '"');
+  return out;
 }
 
 int CmdEvents(const std::string& AFileName) {

@@ -161,6 +161,7 @@ void TVxSAXReader::RunParse(TVxStream* AStream, bool AOwnsStream, bool ADetectCo
 
 void TVxSAXReader::ReportFatal(const std::exception& AError) {
   FEOFError = dynamic_cast<const EVxTextParserEOF*>(&AError) != nullptr;
+  if (FEOFError && FParser) FParser->GetLineMarkPos(FLineNr, FColNr);
   VxXMLString message;
   if (auto* e = dynamic_cast<const Exception*>(&AError))
     message = e->Message();
@@ -364,7 +365,6 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
   static constexpr TVxAnsiCharSet localEnd = cBlanks + TVxAnsiCharSet{'>', '/'};
   TVxXMLParser* p = Cursor();
   StoreLineCol();
-  const int64_t startLine = FLineNr, startCol = FColNr;
   p->CheckCurrChar(u'<', true);
   p->NextChar();
   const bool endTag = p->CurrUnit() == u'/';
@@ -373,8 +373,11 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
   p->SetMark(ptMark1);
   p->SetMark(ptMark2);
   p->SkipWhile(skUntilInSet, nameEnd);
-  if (p->CurrUnit() == u'<' && !p->Eof())
-    throw EVxXMLParseError(VxFormat(cVxXMLElementNotClosed, startLine, startCol), cVxXMLErrElementNotClosed);
+  if (p->CurrUnit() == u'<' && !p->Eof()) {
+    int64_t line, col;
+    p->GetLineMarkPos(line, col);
+    throw EVxXMLParseError(VxFormat(cVxXMLElementNotClosed, line, col), cVxXMLErrElementNotClosed);
+  }
   if (p->CurrUnit() == u':' && !p->Eof()) {
     Select(ptMark1, ptCurrent, FPrefix);
     p->NextChar();

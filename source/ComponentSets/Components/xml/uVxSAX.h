@@ -328,11 +328,9 @@ class TVxSAXReader : public TVxImplements<TVxObject, IVxSAXXMLReader, IVxSAXLoca
   virtual TVxTextParser* CreateParser(TVxStream* AStream, bool AOwnsStream, bool ADetectCodePage, uint16_t ACodePage) = 0;
   /// Reads the document.
   virtual void InternalParse() = 0;
-  /// Stores the cursor's line and column for reports of an early end of input.
-  void StoreLineCol() {
-    FLineNr = FParser->GetLineNr();
-    FColNr = FParser->GetColNr();
-  }
+  /// Marks the start of the construct being read; its line and column are computed only for
+  /// a failure report.
+  void StoreLineCol() noexcept { FParser->SetLineMark(); }
   /// The error route: sets the end-of-input flag, tells FatalError once, records the position
   /// on a parse error. The caller raises the exception again.
   void ReportFatal(const std::exception& AError);
