@@ -3,11 +3,11 @@
 //
 //   build/release/bench/bench_textparser
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
 
 #include <cstring>
 #include <string>
 
+#include "bench_util.h"
 #include "uVxTextParser.h"
 
 using namespace vx;
@@ -32,34 +32,6 @@ const VxString& DocumentW() {
   return doc;
 }
 
-// A stream that generates records on the fly up to a given size, holding nothing.
-class TGeneratedStream : public TVxStream {
- public:
-  explicit TGeneratedStream(int64_t ASize) : FSize(ASize) {}
-  int64_t Read(void* ABuffer, int64_t ACount) override {
-    static const std::string record = "<r a=\"1\">generated text, ü and 語</r>\n";
-    auto* out = static_cast<char*>(ABuffer);
-    int64_t n = std::min(ACount, FSize - FPos);
-    for (int64_t k = 0; k < n;) {
-      auto off = static_cast<size_t>((FPos + k) % static_cast<int64_t>(record.size()));
-      auto take = std::min<int64_t>(n - k, static_cast<int64_t>(record.size() - off));
-      std::memcpy(out + k, record.data() + off, static_cast<size_t>(take));
-      k += take;
-    }
-    FPos += n;
-    return n;
-  }
-  int64_t Write(const void*, int64_t) override { return 0; }
-  int64_t Seek(int64_t AOffset, TVxSeekOrigin AOrigin) override {
-    FPos = AOrigin == soBeginning ? AOffset : (AOrigin == soCurrent ? FPos + AOffset : FSize + AOffset);
-    return FPos;
-  }
-
- private:
-  int64_t FSize;
-  int64_t FPos = 0;
-};
-
 void BM_Stream2GBResidentMemory(benchmark::State& AState) {
   const int64_t size = int64_t(2) << 30;
   for (auto _ : AState) {
@@ -79,9 +51,7 @@ void BM_Stream2GBResidentMemory(benchmark::State& AState) {
     benchmark::DoNotOptimize(records);
     AState.counters["lines"] = static_cast<double>(p.GetLineNr());
   }
-  struct rusage usage;
-  getrusage(RUSAGE_SELF, &usage);
-  AState.counters["peak_rss_MB"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
+  AState.counters["peak_rss_MB"] = PeakResidentMB();
   AState.SetBytesProcessed(static_cast<int64_t>(AState.iterations()) * size);
 }
 // Defined first so it runs first: the peak resident memory is the stream pass's own, not that

@@ -377,6 +377,21 @@ void VxUTF8Append(const char* AText, size_t ALength, VxString& AOut) {
 #endif
     while (p < end && *p < 0x80) *out++ = *p++;
     if (p >= end) break;
+    // Well-formed two- and three-byte sequences inline; everything else through the validator.
+    const unsigned char b0 = *p;
+    if (b0 >= 0xC2 && b0 <= 0xDF && end - p >= 2 && (p[1] & 0xC0) == 0x80) {
+      *out++ = static_cast<char16_t>(((b0 & 0x1Fu) << 6) | (p[1] & 0x3Fu));
+      p += 2;
+      continue;
+    }
+    if ((b0 & 0xF0) == 0xE0 && end - p >= 3 && (p[1] & 0xC0) == 0x80 && (p[2] & 0xC0) == 0x80) {
+      char32_t c3 = ((b0 & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu);
+      if (c3 >= 0x800 && (c3 < 0xD800 || c3 > 0xDFFF)) {
+        *out++ = static_cast<char16_t>(c3);
+        p += 3;
+        continue;
+      }
+    }
     char32_t cp;
     p += VxUTF8SequenceLength(p, end, cp);
     if (cp >= 0x10000) {

@@ -238,7 +238,15 @@ class TVxTextParser : public TVxObject {
   std::string Selected(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, bool AInclusive);
   /// The text between two positions decoded to UTF-16 by the content code page.
   VxString SelectedW(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, bool AInclusive);
-  /// Appends the selection to AOut, reusing its storage (the readers' hot path).
+  /// Appends the text from mark 3 or 4 to the current position (exclusive) to AOut; nothing
+  /// when the mark is cleared or lies ahead. The readers' hot path.
+  void AppendFromMarkW(TVxTextParserPosType AMark, VxString& AOut) {
+    int64_t mark = (AMark == ptMark1 ? FMark1 : FMark2) - 1;
+    if (mark < FBufPos) return;
+    const uint8_t* start = FBuf + (mark - FBufPos);
+    if (start < FCur) AppendDecoded(start, FCur, AOut);
+  }
+  /// Appends the selection to AOut, reusing its storage.
   void AppendSelectedW(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, bool AInclusive, VxString& AOut);
 
   /// Marks the start of a construct for error reports: its line and column are computed only

@@ -77,7 +77,8 @@ int CmdDemo(const std::string& ADir) {
               VxUTF16ToUTF8(VxXMLLibraryVersion()).c_str());
   std::vector<std::string> files;
   for (const auto& entry : std::filesystem::directory_iterator(ADir))
-    if (entry.is_regular_file()) files.push_back(entry.path().string());
+    if (entry.is_regular_file() && entry.path().filename().string().rfind("greeting.", 0) == 0)
+      files.push_back(entry.path().string());
   std::sort(files.begin(), files.end());
   for (const auto& file : files) {
     std::string enc = EncodingOfName(file);

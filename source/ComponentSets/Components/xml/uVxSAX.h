@@ -399,7 +399,10 @@ class TVxSAXXMLReader : public TVxSAXReader {
   TVxXMLParser* Cursor() const noexcept { return static_cast<TVxXMLParser*>(FParser); }
   void Select(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, VxXMLString& AOut) {
     AOut.clear();
-    FParser->AppendSelectedW(AFrom, ATo, false, AOut);
+    if (ATo == ptCurrent && (AFrom == ptMark1 || AFrom == ptMark2))
+      FParser->AppendFromMarkW(AFrom, AOut);
+    else
+      FParser->AppendSelectedW(AFrom, ATo, false, AOut);
   }
   void SendCharacters(TVxTextParserPosType AFrom, TVxTextParserPosType ATo);
   void SendWhitespace(TVxTextParserPosType AFrom, TVxTextParserPosType ATo);
