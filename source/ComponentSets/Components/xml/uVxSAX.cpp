@@ -307,7 +307,7 @@ void TVxSAXXMLReader::InternalParse() {
   FNamespaces.Clear();
   FNamespaces.SetHandler(FContentHandler.Get());
   TVxXMLParser* p = Cursor();
-  try {
+  GuardParse([&] {
     int depth = 0;
     p->SkipWhile(skUntilEqual, u'<');
     FContentHandler->SetDocumentLocator(this);
@@ -318,11 +318,7 @@ void TVxSAXXMLReader::InternalParse() {
       if (next == u'?') {
         ParseProcessingInstruction();
       } else if (next == u'!') {
-        p->NextChar();
-        if (p->NextUnit() == u'-')
-          ParseComment();
-        else
-          ParseDTD();
+        ParseMarkupDeclaration(true);
       } else if (next >= 1 && next <= 32) {
         p->NextChar();
       } else {
@@ -336,11 +332,7 @@ void TVxSAXXMLReader::InternalParse() {
     while (!p->Eof()) {
       uint32_t next = p->NextUnit();
       if (next == u'!') {
-        p->NextChar();
-        if (p->NextUnit() == u'-')
-          ParseComment();
-        else
-          ParseCDATA();
+        ParseMarkupDeclaration(false);
       } else if (next == u'?') {
         ParseProcessingInstruction();
       } else if (p->CurrUnit() == u'<') {
@@ -350,14 +342,19 @@ void TVxSAXXMLReader::InternalParse() {
       }
     }
     FContentHandler->EndDocument();
-  } catch (EVxXMLParseError& e) {
-    e.SetPosition(GetLineNr(), GetColNr());
-    ReportFatal(e);
-    throw;
-  } catch (std::exception& e) {
-    ReportFatal(e);
-    throw;
-  }
+  });
+}
+
+void TVxSAXXMLReader::ParseMarkupDeclaration(bool AInProlog) {
+  // On "<" before "!": a comment when "-" follows, else a DOCTYPE (prolog) or CDATA section.
+  TVxXMLParser* p = Cursor();
+  p->NextChar();
+  if (p->NextUnit() == u'-')
+    ParseComment();
+  else if (AInProlog)
+    ParseDTD();
+  else
+    ParseCDATA();
 }
 
 void TVxSAXXMLReader::ParseElement(int& ADepth) {
@@ -447,11 +444,7 @@ void TVxSAXXMLReader::AfterRootElement() {
     if (next == u'?') {
       ParseProcessingInstruction();
     } else if (next == u'!') {
-      p->NextChar();
-      if (p->NextUnit() == u'-')
-        ParseComment();
-      else
-        ParseCDATA();
+      ParseMarkupDeclaration(false);
     } else if (FSingleRoot) {
       throw EVxXMLParseError(cVxXMLMultipleRoots, cVxXMLErrMultipleRoots);
     } else {
@@ -673,7 +666,7 @@ void TVxSAXJSONReader::InternalParse() {
   if (!FContentHandler) throw EVxXMLParseError(cVxSAXNoContentHandler, cVxXMLErrJSONNoContentHandler);
   if (!FErrorHandler) throw EVxXMLParseError(cVxSAXNoErrorHandler, cVxXMLErrJSONNoErrorHandler);
   TVxJSONTextParserEx* p = Cursor();
-  try {
+  GuardParse([&] {
     static constexpr TVxAnsiCharSet starts{'{', '['};
     p->SkipWhile(skUntilInSet, starts);
     FContentHandler->SetDocumentLocator(this);
@@ -696,14 +689,7 @@ void TVxSAXJSONReader::InternalParse() {
     if (!p->Eof()) p->NotWellFormed(u"");
     FContentHandler->EndElement(cEmpty, root, root);
     FContentHandler->EndDocument();
-  } catch (EVxXMLParseError& e) {
-    e.SetPosition(GetLineNr(), GetColNr());
-    ReportFatal(e);
-    throw;
-  } catch (std::exception& e) {
-    ReportFatal(e);
-    throw;
-  }
+  });
 }
 
 void TVxSAXJSONReader::ReadContainer(bool AObject, const VxXMLString& ARootName) {

@@ -334,6 +334,21 @@ class TVxSAXReader : public TVxImplements<TVxObject, IVxSAXXMLReader, IVxSAXLoca
   /// The error route: sets the end-of-input flag, tells FatalError once, records the position
   /// on a parse error. The caller raises the exception again.
   void ReportFatal(const std::exception& AError);
+  /// Runs a reader's body through the error route: any failure reaches FatalError once and is
+  /// raised again unchanged.
+  template <class TBody>
+  void GuardParse(TBody ABody) {
+    try {
+      ABody();
+    } catch (EVxXMLParseError& e) {
+      e.SetPosition(GetLineNr(), GetColNr());
+      ReportFatal(e);
+      throw;
+    } catch (std::exception& e) {
+      ReportFatal(e);
+      throw;
+    }
+  }
 
   VxXMLString FPublicID;
   int64_t FLineNr = -1;
@@ -387,6 +402,7 @@ class TVxSAXXMLReader : public TVxSAXReader {
   TVxTextParser* CreateParser(TVxStream* AStream, bool AOwnsStream, bool ADetectCodePage, uint16_t ACodePage) override;
   void InternalParse() override;
 
+  void ParseMarkupDeclaration(bool AInProlog);
   void ParseElement(int& ADepth);
   void ParseAtrributes(TVxSAXXMAttributes& AAttributes, int ALevel);
   void ParseCharacters();
