@@ -17,7 +17,9 @@ void TrimInPlace(VxXMLString& AText) {
   size_t b = 0, e = AText.size();
   while (b < e && AText[b] <= 32) ++b;
   while (e > b && AText[e - 1] <= 32) --e;
-  if (b > 0 || e < AText.size()) AText = AText.substr(b, e - b);
+  // Erase in place: the string keeps its storage for the next name.
+  AText.erase(e);
+  AText.erase(0, b);
 }
 
 bool IsXMLNS(const VxXMLString& AText) { return AText.size() == 5 && VxSameText(AText, u"xmlns"); }
