@@ -374,6 +374,16 @@ void VxUTF8Append(const char* AText, size_t ALength, VxString& AOut) {
       out += 16;
       p += 16;
     }
+    // Short names and values: eight bytes at a time.
+    if (end - p >= 8) {
+      __m128i block = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+      if ((_mm_movemask_epi8(block) & 0xFF) == 0) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(block, zero));
+        out += 8;
+        p += 8;
+        continue;
+      }
+    }
 #endif
     while (p < end && *p < 0x80) *out++ = *p++;
     if (p >= end) break;

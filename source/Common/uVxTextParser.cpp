@@ -355,20 +355,6 @@ VxString TVxTextParser::PeekStringW(int64_t ACount) {
 // Marks and selections
 // ---------------------------------------------------------------------------------------------
 
-void TVxTextParser::SetMark(TVxTextParserPosType AKind) {
-  if (AKind == ptMark1)
-    FMark1 = GetCurPos() + 1;
-  else if (AKind == ptMark2)
-    FMark2 = GetCurPos() + 1;
-}
-
-void TVxTextParser::ClearMark(TVxTextParserPosType AKind) {
-  if (AKind == ptMark1)
-    FMark1 = 0;
-  else if (AKind == ptMark2)
-    FMark2 = 0;
-}
-
 bool TVxTextParser::SelectionBounds(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, bool AInclusive,
                                     const uint8_t*& AStart, const uint8_t*& AStop) const noexcept {
   int64_t a = std::max(ResolvePos(AFrom), FBufPos);
@@ -628,7 +614,13 @@ void TVxTextParser::SrcASkipWhileA(TVxTextParserSkipOp AOp, VxAnsiChar AChar) {
 }
 
 void TVxTextParser::SrcASkipWhileA(TVxTextParserSkipOp AOp, const TVxAnsiCharSet& ASet) {
-  WithSetStopCondition(AOp, ASet, [this](auto AStop) { ScanBytes(AStop); });
+  switch (AOp) {
+    case skWhileEqual:
+    case skWhileInSet: return ScanBytes([&ASet](uint8_t c) { return !ASet.ContainsByte(c); });
+    case skUntilEqual:
+    case skUntilInSet: return ScanBytes([&ASet](uint8_t c) { return ASet.ContainsByte(c); });
+    default: return;  // relational operations have no meaning for a set
+  }
 }
 
 void TVxTextParser::SrcUSkipWhileA(TVxTextParserSkipOp AOp, VxAnsiChar AChar) {

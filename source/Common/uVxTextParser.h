@@ -41,7 +41,8 @@ enum TVxTextParserSkipOp : uint8_t {
   skUntilInSet = 7,      ///< advance until it is in the set
 };
 
-/// A set of 8-bit characters for the set-based skip operations.
+/// A set of 8-bit characters for the set-based skip operations, held as a 256-entry table so a
+/// skip loop tests a byte with one load.
 class TVxAnsiCharSet {
  public:
   constexpr TVxAnsiCharSet() noexcept = default;
@@ -55,21 +56,24 @@ class TVxAnsiCharSet {
     return s;
   }
   constexpr TVxAnsiCharSet& Include(unsigned char AChar) noexcept {
-    FBits[AChar >> 6] |= uint64_t(1) << (AChar & 63);
+    FMember[AChar] = true;
+    FHasHigh = FHasHigh || AChar >= 0x80;
     return *this;
   }
-  constexpr bool Contains(uint32_t AChar) const noexcept {
-    return AChar < 256 && ((FBits[AChar >> 6] >> (AChar & 63)) & 1) != 0;
-  }
+  constexpr bool Contains(uint32_t AChar) const noexcept { return AChar < 256 && FMember[AChar]; }
+  /// Membership of a byte (no range check needed).
+  constexpr bool ContainsByte(uint8_t AByte) const noexcept { return FMember[AByte]; }
   /// True when every member is below 0x80.
-  constexpr bool IsASCII() const noexcept { return FBits[2] == 0 && FBits[3] == 0; }
-  friend constexpr TVxAnsiCharSet operator+(TVxAnsiCharSet A, TVxAnsiCharSet B) noexcept {
-    for (int k = 0; k < 4; ++k) A.FBits[k] |= B.FBits[k];
+  constexpr bool IsASCII() const noexcept { return !FHasHigh; }
+  friend constexpr TVxAnsiCharSet operator+(TVxAnsiCharSet A, const TVxAnsiCharSet& B) noexcept {
+    for (int c = 0; c < 256; ++c) A.FMember[c] = A.FMember[c] || B.FMember[c];
+    A.FHasHigh = A.FHasHigh || B.FHasHigh;
     return A;
   }
 
  private:
-  uint64_t FBits[4] = {0, 0, 0, 0};
+  bool FMember[256] = {};
+  bool FHasHigh = false;
 };
 
 // Punctuation the parsers compare the current character against, in both widths.
@@ -220,9 +224,19 @@ class TVxTextParser : public TVxObject {
   void SrcWSkipWhileW(TVxTextParserSkipOp AOp, const TVxAnsiCharSet& ASet);
 
   /// Sets mark 3 or 4 at the current position.
-  void SetMark(TVxTextParserPosType AKind);
+  void SetMark(TVxTextParserPosType AKind) noexcept {
+    if (AKind == ptMark1)
+      FMark1 = GetCurPos() + 1;
+    else if (AKind == ptMark2)
+      FMark2 = GetCurPos() + 1;
+  }
   /// Clears mark 3 or 4.
-  void ClearMark(TVxTextParserPosType AKind);
+  void ClearMark(TVxTextParserPosType AKind) noexcept {
+    if (AKind == ptMark1)
+      FMark1 = 0;
+    else if (AKind == ptMark2)
+      FMark2 = 0;
+  }
   /// True when mark 3 or 4 is set.
   bool IsMarkSet(TVxTextParserPosType AKind) const noexcept {
     return (AKind == ptMark1 ? FMark1 : AKind == ptMark2 ? FMark2 : 1) != 0;

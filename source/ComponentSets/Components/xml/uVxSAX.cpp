@@ -14,6 +14,7 @@ constexpr TVxAnsiCharSet cBlanks = TVxAnsiCharSet::Range(0, 32);
 VxString CharText(char16_t AChar, bool AAtEnd) { return AAtEnd ? VxString() : VxString(1, AChar); }
 
 void TrimInPlace(VxXMLString& AText) {
+  if (AText.empty() || (AText.front() > 32 && AText.back() > 32)) return;
   size_t b = 0, e = AText.size();
   while (b < e && AText[b] <= 32) ++b;
   while (e > b && AText[e - 1] <= 32) --e;
@@ -505,6 +506,8 @@ void TVxSAXXMLReader::ParseAtrributes(TVxSAXXMAttributes& AAttributes, int ALeve
     } else if (IsXMLNS(FAttrPrefix)) {
       attr.URI.clear();
       FNamespaces.AddURI(ALevel, attr.LocalName, attr.Value);
+    } else if (FNamespaces.Count() == 0) {
+      attr.URI.clear();
     } else {
       attr.URI = FNamespaces.GetURI(FAttrPrefix);
     }
