@@ -1,8 +1,43 @@
-// uVxXML: library identity.
+// uVxXML: library identity and the load-time registration: the DOM vendor and the four
+// document hooks go into the common library when the library is loaded and come out when it
+// is unloaded. Nothing else runs at load.
 #include "uVxXML.h"
 
 namespace vx {
 
 VxString VxXMLLibraryVersion() { return u"7.0.0"; }
+
+namespace {
+
+class TVxXMLVendor : public TVxDOMVendor {
+ public:
+  VxString Description() const override { return cVxXMLVendorName; }
+};
+
+// The hooks answer with a clear failure until the document models are part of the library.
+[[noreturn]] void NoModel(const char16_t* AKind) {
+  throw EVxException(VxFormat(cVxXMLNoDocumentModel, AKind));
+}
+
+struct TLoadRegistration {
+  TVxXMLVendor Vendor;
+  TLoadRegistration() {
+    if (!VxFindDOMVendor(cVxXMLVendorName)) VxRegisterDOMVendor(&Vendor);
+    VxSetDocumentHooks({[](const VxString&) -> TVxIntf<IVxInterface> { NoModel(u"XML"); },
+                        [](IVxInterface*, const VxString&) -> TVxVariant { NoModel(u"XML"); },
+                        [](const VxString&) -> TVxIntf<IVxInterface> { NoModel(u"JSON"); },
+                        [](IVxInterface*, const VxString&) -> TVxVariant { NoModel(u"JSON"); }});
+  }
+  ~TLoadRegistration() {
+    VxUnRegisterDOMVendor(&Vendor);
+    VxClearDocumentHooks();
+  }
+};
+
+TLoadRegistration gRegistration;
+
+}  // namespace
+
+TVxDOMVendor* VxXMLVendor() { return &gRegistration.Vendor; }
 
 }  // namespace vx

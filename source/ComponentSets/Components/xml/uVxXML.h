@@ -1,12 +1,22 @@
-// uVxXML: the XML/JSON library's entry module. The reading, tree, query and conversion modules
-// are added beside it; for now it answers the library's identity.
+// uVxXML: the XML/JSON library's entry module: its identity, and the registration with the
+// common library that happens when the library is loaded.
 #pragma once
 
+#include "uVxRegistry.h"
 #include "uVxSysUtils.h"
 
 namespace vx {
 
 /// The library's version, "7.0.0".
 VxString VxXMLLibraryVersion();
+
+/// The name under which the library registers its DOM vendor.
+inline constexpr char16_t cVxXMLVendorName[] = u"Vx XML";
+
+/// Message of the document hooks while the library has no document model to build.
+inline constexpr char16_t cVxXMLNoDocumentModel[] = u"The %s document model is not available in this library build!";
+
+/// The library's DOM vendor (registered while the library is loaded).
+TVxDOMVendor* VxXMLVendor();
 
 }  // namespace vx
