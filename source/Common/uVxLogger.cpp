@@ -57,7 +57,7 @@ TVxLogger& VxLogger(std::u16string_view AName) {
   std::lock_guard<std::mutex> guard(s.Lock);
   for (auto& logger : s.Loggers)
     if (logger.Name() == AName) return logger;
-  return s.Loggers.emplace_back(VxString(AName));
+  return s.Loggers.emplace_back(AName);
 }
 
 void VxSetLogSink(TVxLogSink ASink) {

@@ -17,7 +17,7 @@ using TVxLogSink = std::function<void(const VxString& ALine)>;
 /// A named logger. Lines below its level are dropped. Safe to use from several threads.
 class TVxLogger {
  public:
-  explicit TVxLogger(VxString AName) : FName(std::move(AName)) {}
+  explicit TVxLogger(std::u16string_view AName) : FName(AName) {}
   const VxString& Name() const noexcept { return FName; }
   TVxLogLevel Level() const noexcept;
   void SetLevel(TVxLogLevel ALevel) noexcept;
