@@ -461,6 +461,32 @@ std::string VxUTF16ToUTF8(std::u16string_view AText) {
   return out;
 }
 
+VxString VxUTF32ToUTF16(std::u32string_view ACodePoints) {
+  VxString out;
+  out.reserve(ACodePoints.size());
+  for (char32_t c : ACodePoints) {
+    if (c >= 0x10000) {
+      out += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+      out += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+    } else {
+      out += static_cast<char16_t>(c);
+    }
+  }
+  return out;
+}
+
+std::u32string VxUTF16ToUTF32(std::u16string_view AText) {
+  std::u32string out;
+  out.reserve(AText.size());
+  for (size_t k = 0; k < AText.size(); ++k) {
+    char32_t c = AText[k];
+    if (c >= 0xD800 && c <= 0xDBFF && k + 1 < AText.size() && AText[k + 1] >= 0xDC00 && AText[k + 1] <= 0xDFFF)
+      c = 0x10000 + ((c - 0xD800) << 10) + (AText[++k] - 0xDC00u);
+    out += c;
+  }
+  return out;
+}
+
 VxString VxASCIIToUTF16(std::string_view AText) { return VxString(AText.begin(), AText.end()); }
 
 bool VxIsASCII(std::string_view AText) {

@@ -231,6 +231,10 @@ VxString VxUTF8ToUTF16(std::string_view AText);
 void VxUTF16Append(const char16_t* AText, size_t ALength, std::string& AOut);
 /// UTF-16 to UTF-8 (see VxUTF16Append).
 std::string VxUTF16ToUTF8(std::u16string_view AText);
+/// Code points to UTF-16 (pairs for code points above U+FFFF).
+VxString VxUTF32ToUTF16(std::u32string_view ACodePoints);
+/// UTF-16 to code points; an unpaired surrogate stands for itself.
+std::u32string VxUTF16ToUTF32(std::u16string_view AText);
 /// Text made of ASCII characters only, widened (for literals in tests and tools).
 VxString VxASCIIToUTF16(std::string_view AText);
 /// True when every unit of the text is below 0x80.

@@ -61,32 +61,6 @@ void Decompose(char32_t C, bool ACompat, std::u32string& AOut) {
   for (int k = 0; k < d->Length; ++k) Decompose(cDecompositionPool[d->Offset + k], ACompat, AOut);
 }
 
-std::u32string ToCodePoints(std::u16string_view AText) {
-  std::u32string out;
-  out.reserve(AText.size());
-  for (size_t k = 0; k < AText.size(); ++k) {
-    char32_t c = AText[k];
-    if (c >= 0xD800 && c <= 0xDBFF && k + 1 < AText.size() && AText[k + 1] >= 0xDC00 && AText[k + 1] <= 0xDFFF)
-      c = 0x10000 + ((c - 0xD800) << 10) + (AText[++k] - 0xDC00u);
-    out += c;
-  }
-  return out;
-}
-
-VxString ToUTF16(const std::u32string& ACodePoints) {
-  VxString out;
-  out.reserve(ACodePoints.size());
-  for (char32_t c : ACodePoints) {
-    if (c >= 0x10000) {
-      out += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
-      out += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-    } else {
-      out += static_cast<char16_t>(c);
-    }
-  }
-  return out;
-}
-
 }  // namespace
 
 uint8_t VxCombiningClass(char32_t ACodePoint) noexcept {
@@ -103,7 +77,7 @@ VxString VxNormalizeString(std::u16string_view AText, TVxNormalizationForm AForm
   const bool compat = AForm == nfKC || AForm == nfKD;
   std::u32string d;
   d.reserve(AText.size() + AText.size() / 2);
-  for (char32_t c : ToCodePoints(AText)) Decompose(c, compat, d);
+  for (char32_t c : VxUTF16ToUTF32(AText)) Decompose(c, compat, d);
 
   // Canonical ordering: a stable sort of every run of non-starters by combining class.
   for (size_t k = 0; k < d.size();) {
@@ -117,7 +91,7 @@ VxString VxNormalizeString(std::u16string_view AText, TVxNormalizationForm AForm
                      [](char32_t a, char32_t b) { return VxCombiningClass(a) < VxCombiningClass(b); });
     k = end;
   }
-  if (AForm == nfD || AForm == nfKD) return ToUTF16(d);
+  if (AForm == nfD || AForm == nfKD) return VxUTF32ToUTF16(d);
 
   // Canonical composition: each character joins the last starter unless a character between
   // them has a combining class of 0 or at least its own.
@@ -143,7 +117,7 @@ VxString VxNormalizeString(std::u16string_view AText, TVxNormalizationForm AForm
     d[out++] = c;
   }
   d.resize(out);
-  return ToUTF16(d);
+  return VxUTF32ToUTF16(d);
 }
 
 VxString VxNormalizeString(std::u16string_view AText, std::u16string_view AForm) {

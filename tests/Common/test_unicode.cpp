@@ -14,16 +14,7 @@ VxString FromHex(const std::string& AField) {
   std::istringstream in(AField);
   std::string hex;
   while (in >> hex) cps += static_cast<char32_t>(std::stoul(hex, nullptr, 16));
-  VxString s;
-  for (char32_t c : cps) {
-    if (c >= 0x10000) {
-      s += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
-      s += static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-    } else {
-      s += static_cast<char16_t>(c);
-    }
-  }
-  return s;
+  return VxUTF32ToUTF16(cps);
 }
 }  // namespace
 
