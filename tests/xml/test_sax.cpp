@@ -472,3 +472,16 @@ TEST_F(SAXTest, EveryPrefixEndsCleanly) {
     }
   }
 }
+
+// A handler may keep the attribute list of a tag; later tags must not overwrite it.
+TEST(SAXAttributes, AListKeptByAHandlerStaysIntact) {
+  TVxSAXParser parser;
+  std::vector<TVxIntf<IVxSAXAttributes>> kept;
+  parser.OnStartElement = [&](TVxSAXParser*, const VxXMLString&, const VxXMLString&, const VxXMLString&,
+                              IVxSAXAttributes* A) { kept.emplace_back(A); };
+  parser.Parse(u"<r a=\"1\"><b a=\"2\"/><c a=\"3\"/></r>", u"");
+  ASSERT_EQ(kept.size(), 3u);
+  EXPECT_EQ(kept[0]->GetValue(u"a"), u"1");
+  EXPECT_EQ(kept[1]->GetValue(u"a"), u"2");
+  EXPECT_EQ(kept[2]->GetValue(u"a"), u"3");
+}

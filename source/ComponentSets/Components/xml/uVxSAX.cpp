@@ -25,6 +25,15 @@ void TrimInPlace(VxXMLString& AText) {
 
 bool IsXMLNS(const VxXMLString& AText) { return AText.size() == 5 && VxSameText(AText, u"xmlns"); }
 
+// A reader fills one attribute list per tag and reuses it. A handler that kept a reference to
+// it gets to keep it: the reader lets go of that list and fills a new one next time.
+void RenewIfKept(TVxSAXXMAttributes*& AList) {
+  if (AList->RefCount() <= 1) return;
+  AList->_Release();
+  AList = new TVxSAXXMAttributes;
+  AList->_AddRef();
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -416,12 +425,7 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
         --ADepth;
       }
     }
-    // A handler that kept the list gets to keep it: the next tag fills a new one.
-    if (list == FAttributes && FAttributes->RefCount() > 1) {
-      FAttributes->_Release();
-      FAttributes = new TVxSAXXMAttributes;
-      FAttributes->_AddRef();
-    }
+    if (list == FAttributes) RenewIfKept(FAttributes);
   }
   p->SkipWhile(skUntilEqual, u'>');
   if (ADepth == 0 && !emptyElement) {
@@ -835,11 +839,7 @@ void TVxSAXJSONReader::SendScalar(const VxXMLString& AName, bool AArrayItem) {
   FContentHandler->StartElement(cEmpty, AName, AName, FTyping);
   if (kind != vkNull) FContentHandler->Characters(FValue);
   FContentHandler->EndElement(cEmpty, AName, AName);
-  if (FTyping->RefCount() > 1) {  // a handler kept the list: fill a new one next time
-    FTyping->_Release();
-    FTyping = new TVxSAXXMAttributes;
-    FTyping->_AddRef();
-  }
+  RenewIfKept(FTyping);
 }
 
 // ---------------------------------------------------------------------------------------------
