@@ -260,6 +260,18 @@ class TVxTextParser : public TVxObject {
     const uint8_t* start = FBuf + (mark - FBufPos);
     if (start < FCur) AppendDecoded(start, FCur, AOut);
   }
+  /// The unread units of the window, [WindowCur(), WindowEnd()): for a memory source read in
+  /// place, the rest of the input; for a stream, what has been read ahead. A reader's fast path
+  /// scans them directly and then moves with SetWindowCur; it must fall back to the character
+  /// operations when it reaches WindowEnd().
+  const uint8_t* WindowCur() const noexcept { return FCur; }
+  const uint8_t* WindowEnd() const noexcept { return FEnd; }
+  /// Moves the current position to APos, which lies within [WindowCur(), WindowEnd()] and on a
+  /// character boundary.
+  void SetWindowCur(const uint8_t* APos) {
+    FCur = APos;
+    if (FEnd - FCur < cLookAhead && !FSourceDone) FillAhead();
+  }
   /// Appends the selection to AOut, reusing its storage.
   void AppendSelectedW(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, bool AInclusive, VxString& AOut);
 

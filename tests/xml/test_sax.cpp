@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "uVxSAX.h"
 
@@ -21,6 +22,7 @@ class TRecorder : public TVxImplements<TVxObject, IVxSAXContentHandler, IVxSAXLe
   int FatalCount = 0;
   int64_t FatalLine = -2, FatalCol = -2;
   bool ShowURIs = true;
+  bool ShowAttributeLocalNames = false;
 
   void SetDocumentLocator(IVxSAXLocator*) override {}
   void Characters(const VxXMLString& T) override { Events.push_back("chars:" + N(T)); }
@@ -39,6 +41,7 @@ class TRecorder : public TVxImplements<TVxObject, IVxSAXContentHandler, IVxSAXLe
     std::string s = "start:" + Name(U, L, Q);
     for (int k = 0; k < A->Count(); ++k) {
       s += " " + N(A->GetQName(k)) + "=" + N(A->GetValue(k));
+      if (ShowAttributeLocalNames) s += "(" + N(A->GetLocalName(k)) + ")";
       if (ShowURIs && !A->GetURI(k).empty()) s += "{" + N(A->GetURI(k)) + "}";
     }
     Events.push_back(s);
@@ -86,6 +89,11 @@ class SAXTest : public ::testing::Test {
   std::vector<std::string> ParseXML(std::u16string_view AText) {
     Rec->Events.clear();
     XML.Parse(AText, u"test");
+    return Rec->Events;
+  }
+  std::vector<std::string> ParseXMLUTF8(std::string_view AText) {
+    Rec->Events.clear();
+    XML.Parse(AText, cVxCodePageUTF8, u"test");
     return Rec->Events;
   }
   std::vector<std::string> ParseJSON(std::string_view AText) {
@@ -484,4 +492,55 @@ TEST(SAXAttributes, AListKeptByAHandlerStaysIntact) {
   EXPECT_EQ(kept[0]->GetValue(u"a"), u"1");
   EXPECT_EQ(kept[1]->GetValue(u"a"), u"2");
   EXPECT_EQ(kept[2]->GetValue(u"a"), u"3");
+}
+
+// UTF-8 input is read by byte scans over the read-ahead window, other input character by
+// character: both must report the same events, also for odd tags and tags that straddle the
+// end of a stream's window.
+TEST_F(SAXTest, UTF8ScansAndCharacterReadingAgree) {
+  const char* docs[] = {
+      "<r a=\"1\" b='2'/>",
+      "<r\n\ta = \"1\"\n\tb\t=\t'x>y'  c=\"it's\"''\"\"/>",
+      "<p:r xmlns:p=\"urn:p\" p:a=\"1\" q:b=\"2\" xmlns=\"urn:d\" p::c=\"3\"><p:s p:x=\"\"/></p:r>",
+      "<r a=\"\xC3\xA4\xE6\x97\xA5\" \xC3\xA4" "b=\"v\" \xE6\x97\xA5:c=\"w\"/>",
+      "<r a=\"1\"b=\"2\"></r >",
+      "<r  x:a=\"1\" xmlns:X=\"u\"/>",
+      "<r>text<e a=\"1\">more</e><f/></r>",
+  };
+  Rec->ShowAttributeLocalNames = true;
+  for (const char* doc : docs) {
+    SCOPED_TRACE(doc);
+    EXPECT_EQ(ParseXML(VxUTF8ToUTF16(doc)), ParseXMLUTF8(doc));
+  }
+  for (const char* bad : {"<r a=\"1\" b/>", "<r a=\"1\" <x/>", "<r a=\"1", "<r a", "<r a=\"1\" b=>"}) {
+    SCOPED_TRACE(bad);
+    std::string utf8, utf16;
+    try {
+      ParseXMLUTF8(bad);
+    } catch (const EVxXMLParseError& e) {
+      utf8 = N(e.Message());
+    } catch (const EVxTextParserEOF& e) {
+      utf8 = N(e.Message());
+    }
+    try {
+      ParseXML(VxUTF8ToUTF16(bad));
+    } catch (const EVxXMLParseError& e) {
+      utf16 = N(e.Message());
+    } catch (const EVxTextParserEOF& e) {
+      utf16 = N(e.Message());
+    }
+    EXPECT_EQ(utf8, utf16);
+  }
+  // 300 KB through a std::istream: tags cross the 64 KB read-ahead chunks at every offset.
+  std::string big = "<root xmlns:p=\"urn:p\">";
+  for (int k = 0; big.size() < 300000; ++k)
+    big += "<p:e id=\"" + std::to_string(k) + "\" p:name=\"n\xC3\xA4me " + std::to_string(k % 7) + "\">t</p:e>\n";
+  big += "</root>";
+  const Events expected = ParseXMLUTF8(big);
+  std::istringstream in(big);
+  TVxStdStream stream(in);
+  Rec->Events.clear();
+  XML.ParseStream(stream, cVxCodePageUTF8, u"test");
+  EXPECT_EQ(Rec->Events, expected);
+  EXPECT_EQ(expected, ParseXML(VxUTF8ToUTF16(big)));
 }

@@ -2,6 +2,8 @@
 // and the parser component.
 #include "uVxSAX.h"
 
+#include <cstring>
+
 namespace vx {
 
 namespace {
@@ -34,6 +36,41 @@ void RenewIfKept(TVxSAXXMAttributes*& AList) {
   AList->_AddRef();
 }
 
+// UTF-8 bytes to UTF-16, replacing AOut's content and reusing its storage: short ASCII names
+// and values are widened in one loop, anything else goes through the full decoder.
+void AssignUTF8(const uint8_t* AStart, const uint8_t* AStop, VxXMLString& AOut) {
+  const auto n = static_cast<size_t>(AStop - AStart);
+  // Names and values repeat in length from tag to tag: then the storage is simply overwritten.
+  if (AOut.size() != n) AOut.resize(n);
+  char16_t* out = AOut.data();
+  size_t k = 0;
+  for (; k < n && AStart[k] < 0x80; ++k) out[k] = AStart[k];
+  if (k < n) {
+    AOut.resize(k);
+    VxUTF8Append(reinterpret_cast<const char*>(AStart + k), n - k, AOut);
+  }
+}
+
+// Bytes up to 32 off both ends, as trimming the decoded text would remove them.
+void TrimBytes(const uint8_t*& AStart, const uint8_t*& AStop) {
+  while (AStart < AStop && *AStart <= 32) ++AStart;
+  while (AStop > AStart && AStop[-1] <= 32) --AStop;
+}
+
+
+// Stop characters of the tag scans.
+constexpr TVxAnsiCharSet cElementNameEnd = cBlanks + TVxAnsiCharSet{':', '<', '>', '/'};
+constexpr TVxAnsiCharSet cAttrNameEnd{'=', ':', '>', '<'};
+constexpr TVxAnsiCharSet cAttrLocalEnd{'=', '>', '<'};
+constexpr TVxAnsiCharSet cAttrValueStart{'\'', '"', '>', '<'};
+constexpr TVxAnsiCharSet cAttrAfterValue = cBlanks + TVxAnsiCharSet{'\'', '"'};
+
+// First byte at or after AFrom that is in the set, or AEnd.
+const uint8_t* ScanUntil(const uint8_t* AFrom, const uint8_t* AEnd, const TVxAnsiCharSet& ASet) {
+  while (AFrom < AEnd && !ASet.ContainsByte(*AFrom)) ++AFrom;
+  return AFrom;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -43,15 +80,10 @@ void RenewIfKept(TVxSAXXMAttributes*& AList) {
 TVxSAXXMAttributes::TVxSAXXMAttributes() = default;
 TVxSAXXMAttributes::~TVxSAXXMAttributes() = default;
 
-TVxSAXAttribute& TVxSAXXMAttributes::AddEmpty() {
-  if (FCount == static_cast<int>(FEntries.size())) FEntries.push_back(std::make_unique<TVxSAXAttribute>());
-  TVxSAXAttribute& a = *FEntries[static_cast<size_t>(FCount)];
-  a.Index = FCount;
-  a.AttrType = CDATA;
-  a.Next = nullptr;
-  if (FCount > 0) FEntries[static_cast<size_t>(FCount - 1)]->Next = &a;
-  ++FCount;
-  return a;
+void TVxSAXXMAttributes::Grow() { FEntries.push_back(std::make_unique<TVxSAXAttribute>()); }
+
+void TVxSAXXMAttributes::RaiseIndexError(int AIndex) {
+  throw EVxXMLParseError(VxFormat(cVxSAXListIndexError, AIndex), cVxXMLErrListIndex);
 }
 
 TVxSAXAttribute& TVxSAXXMAttributes::Add(const VxXMLString& ALocalName, const VxXMLString& AQName,
@@ -67,12 +99,6 @@ TVxSAXAttribute& TVxSAXXMAttributes::Add(const VxXMLString& ALocalName, const Vx
 }
 
 void TVxSAXXMAttributes::Clear() noexcept { FCount = 0; }
-
-TVxSAXAttribute& TVxSAXXMAttributes::GetAttribute(int AIndex) const {
-  if (AIndex < 0 || AIndex >= FCount)
-    throw EVxXMLParseError(VxFormat(cVxSAXListIndexError, AIndex), cVxXMLErrListIndex);
-  return *FEntries[static_cast<size_t>(AIndex)];
-}
 
 int TVxSAXXMAttributes::GetIndex(const VxXMLString& AQName) {
   for (int k = 0; k < FCount; ++k)
@@ -370,7 +396,7 @@ void TVxSAXXMLReader::ParseMarkupDeclaration(bool AInProlog) {
 }
 
 void TVxSAXXMLReader::ParseElement(int& ADepth) {
-  static constexpr TVxAnsiCharSet nameEnd = cBlanks + TVxAnsiCharSet{':', '<', '>', '/'};
+  static constexpr const TVxAnsiCharSet& nameEnd = cElementNameEnd;
   static constexpr TVxAnsiCharSet localEnd = cBlanks + TVxAnsiCharSet{'>', '/'};
   TVxXMLParser* p = Cursor();
   StoreLineCol();
@@ -381,23 +407,25 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
   p->CheckValidNameStartChar();
   p->SetMark(ptMark1);
   p->SetMark(ptMark2);
-  p->SkipWhile(skUntilInSet, nameEnd);
-  if (p->CurrUnit() == u'<' && !p->Eof()) {
-    int64_t line, col;
-    p->GetLineMarkPos(line, col);
-    throw EVxXMLParseError(VxFormat(cVxXMLElementNotClosed, line, col), cVxXMLErrElementNotClosed);
+  if (!ScanPlainNameUTF8()) {
+    p->SkipWhile(skUntilInSet, nameEnd);
+    if (p->CurrUnit() == u'<' && !p->Eof()) {
+      int64_t line, col;
+      p->GetLineMarkPos(line, col);
+      throw EVxXMLParseError(VxFormat(cVxXMLElementNotClosed, line, col), cVxXMLErrElementNotClosed);
+    }
+    if (p->CurrUnit() == u':' && !p->Eof()) {
+      Select(ptMark1, ptCurrent, FPrefix);
+      p->NextChar();
+      p->CheckValidNameStartChar();
+      p->SetMark(ptMark1);
+      p->SkipWhile(skUntilInSet, localEnd);
+    } else {
+      FPrefix.clear();
+    }
+    Select(ptMark1, ptCurrent, FLocalName);
+    Select(ptMark2, ptCurrent, FQName);
   }
-  if (p->CurrUnit() == u':' && !p->Eof()) {
-    Select(ptMark1, ptCurrent, FPrefix);
-    p->NextChar();
-    p->CheckValidNameStartChar();
-    p->SetMark(ptMark1);
-    p->SkipWhile(skUntilInSet, localEnd);
-  } else {
-    FPrefix.clear();
-  }
-  Select(ptMark1, ptCurrent, FLocalName);
-  Select(ptMark2, ptCurrent, FQName);
   p->SkipWhile(skWhileEqual, u' ');
 
   bool emptyElement = false;
@@ -461,13 +489,102 @@ void TVxSAXXMLReader::AfterRootElement() {
   }
 }
 
+
+bool TVxSAXXMLReader::ScanPlainNameUTF8() {
+  // An element name without prefix, ended inside the window by a blank, "/" or ">".
+  TVxXMLParser* p = Cursor();
+  if (p->CharacterSetType() != cstUTF8) return false;
+  const uint8_t* start = p->WindowCur();
+  const uint8_t* stop = ScanUntil(start, p->WindowEnd(), cElementNameEnd);
+  if (stop == p->WindowEnd() || *stop == '<' || *stop == ':') return false;
+  AssignUTF8(start, stop, FLocalName);
+  AssignUTF8(start, stop, FQName);  // decoding again beats a string copy for short names
+  FPrefix.clear();
+  p->SetWindowCur(stop);
+  return true;
+}
+
+void TVxSAXXMLReader::ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel) {
+  if (IsXMLNS(AAttribute.QName)) {
+    AAttribute.URI.clear();
+    FNamespaces.AddURI(ALevel, cEmpty, AAttribute.Value);
+  } else if (IsXMLNS(FAttrPrefix)) {
+    AAttribute.URI.clear();
+    FNamespaces.AddURI(ALevel, AAttribute.LocalName, AAttribute.Value);
+  } else if (FNamespaces.Count() == 0) {
+    AAttribute.URI.clear();
+  } else {
+    AAttribute.URI = FNamespaces.GetURI(FAttrPrefix);
+  }
+}
+
+bool TVxSAXXMLReader::ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel) {
+  TVxXMLParser* p = Cursor();
+  if (p->CharacterSetType() != cstUTF8) return false;
+  // First the whole tag, without side effects: the same steps as the character operations
+  // below, over bytes (every stop character is ASCII, so no UTF-8 sequence hides one).
+  const uint8_t* s = p->WindowCur();
+  const uint8_t* const e = p->WindowEnd();
+  FAttrSlices.clear();
+  for (;;) {
+    if (s == e) return false;
+    if (*s == '>' || *s == '/') break;
+    TAttrSlice a{};
+    const uint8_t* nameStart = s;
+    s = ScanUntil(s, e, cAttrNameEnd);
+    if (s == e || *s == '<' || *s == '>') return false;
+    if (*s == ':') {
+      a.PrefixB = nameStart;
+      a.PrefixE = s;
+      TrimBytes(a.PrefixB, a.PrefixE);
+      while (s < e && *s == ':') ++s;
+      a.LocalB = s;
+      s = ScanUntil(s, e, cAttrLocalEnd);
+      if (s == e || *s == '<' || *s == '>') return false;
+    } else {
+      a.LocalB = nameStart;
+    }
+    a.LocalE = s;
+    TrimBytes(a.LocalB, a.LocalE);
+    a.QNameB = nameStart;
+    a.QNameE = s;
+    TrimBytes(a.QNameB, a.QNameE);
+    s = ScanUntil(s, e, cAttrValueStart);
+    if (s == e || *s == '<' || *s == '>') return false;
+    const uint8_t quote = *s++;
+    a.ValueB = s;
+    s = static_cast<const uint8_t*>(std::memchr(s, quote, static_cast<size_t>(e - s)));
+    if (!s) return false;
+    a.ValueE = s;
+    while (s < e && cAttrAfterValue.ContainsByte(*s)) ++s;
+    FAttrSlices.push_back(a);
+  }
+  // Then the attributes, in order, so each sees the declarations made before it.
+  for (const TAttrSlice& a : FAttrSlices) {
+    TVxSAXAttribute& attr = AAttributes.AddEmpty();
+    AssignUTF8(a.LocalB, a.LocalE, attr.LocalName);
+    AssignUTF8(a.QNameB, a.QNameE, attr.QName);
+    if (a.PrefixB)
+      AssignUTF8(a.PrefixB, a.PrefixE, FAttrPrefix);
+    else
+      FAttrPrefix.clear();
+    AssignUTF8(a.ValueB, a.ValueE, attr.Value);
+    ResolveAttribute(attr, ALevel);
+  }
+  p->ClearMark(ptMark1);
+  p->ClearMark(ptMark2);
+  p->SetWindowCur(s);
+  return true;
+}
+
 void TVxSAXXMLReader::ParseAtrributes(TVxSAXXMAttributes& AAttributes, int ALevel) {
-  static constexpr TVxAnsiCharSet nameEnd{'=', ':', '>', '<'};
-  static constexpr TVxAnsiCharSet localEnd{'=', '>', '<'};
-  static constexpr TVxAnsiCharSet valueStart{'\'', '"', '>', '<'};
-  static constexpr TVxAnsiCharSet afterValue = cBlanks + TVxAnsiCharSet{'\'', '"'};
+  static constexpr const TVxAnsiCharSet& nameEnd = cAttrNameEnd;
+  static constexpr const TVxAnsiCharSet& localEnd = cAttrLocalEnd;
+  static constexpr const TVxAnsiCharSet& valueStart = cAttrValueStart;
+  static constexpr const TVxAnsiCharSet& afterValue = cAttrAfterValue;
   TVxXMLParser* p = Cursor();
   StoreLineCol();
+  if (ParseAttributesUTF8(AAttributes, ALevel)) return;
   auto missingValue = [p] {
     uint32_t c = p->CurrUnit();
     if (!p->Eof() && (c == u'<' || c == u'>'))
@@ -504,17 +621,7 @@ void TVxSAXXMLReader::ParseAtrributes(TVxSAXXMAttributes& AAttributes, int ALeve
     p->SetMark(ptMark1);
     p->SkipWhile(skUntilEqual, quote);
     Select(ptMark1, ptCurrent, attr.Value);
-    if (IsXMLNS(attr.QName)) {
-      attr.URI.clear();
-      FNamespaces.AddURI(ALevel, cEmpty, attr.Value);
-    } else if (IsXMLNS(FAttrPrefix)) {
-      attr.URI.clear();
-      FNamespaces.AddURI(ALevel, attr.LocalName, attr.Value);
-    } else if (FNamespaces.Count() == 0) {
-      attr.URI.clear();
-    } else {
-      attr.URI = FNamespaces.GetURI(FAttrPrefix);
-    }
+    ResolveAttribute(attr, ALevel);
     p->SkipWhile(skWhileInSet, afterValue);
   }
 }

@@ -213,14 +213,27 @@ class TVxSAXXMAttributes : public TVxImplements<TVxObject, IVxSAXAttributes> {
   /// Appends an attribute.
   TVxSAXAttribute& Add(const VxXMLString& ALocalName, const VxXMLString& AQName, const VxXMLString& AURI,
                        const VxXMLString& AValue, TVxSAXAttributeType AType = CDATA);
-  /// Appends an attribute whose fields the caller fills (the reader's path: no copies).
-  TVxSAXAttribute& AddEmpty();
+  /// Appends an attribute whose fields the caller fills (the reader's path: entries and their
+  /// strings are reused from element to element).
+  TVxSAXAttribute& AddEmpty() {
+    if (FCount == static_cast<int>(FEntries.size())) Grow();
+    TVxSAXAttribute& a = *FEntries[static_cast<size_t>(FCount)];
+    a.Index = FCount;
+    a.AttrType = CDATA;
+    a.Next = nullptr;
+    if (FCount > 0) FEntries[static_cast<size_t>(FCount - 1)]->Next = &a;
+    ++FCount;
+    return a;
+  }
   /// Removes all attributes.
   void Clear() noexcept;
   /// The first attribute, or nullptr.
   TVxSAXAttribute* FirstAttribute() const noexcept { return FCount ? FEntries[0].get() : nullptr; }
   /// The attribute at AIndex; raises EVxXMLParseError (code 4) outside 0 .. Count - 1.
-  TVxSAXAttribute& GetAttribute(int AIndex) const;
+  TVxSAXAttribute& GetAttribute(int AIndex) const {
+    if (AIndex < 0 || AIndex >= FCount) RaiseIndexError(AIndex);
+    return *FEntries[static_cast<size_t>(AIndex)];
+  }
 
   int Count() override { return FCount; }
   int GetIndex(const VxXMLString& AQName) override;
@@ -240,6 +253,8 @@ class TVxSAXXMAttributes : public TVxImplements<TVxObject, IVxSAXAttributes> {
   }
 
  private:
+  void Grow();
+  [[noreturn]] static void RaiseIndexError(int AIndex);
   TVxSAXAttribute& ByQName(const VxXMLString& AQName);
   TVxSAXAttribute& ByURI(const VxXMLString& AURI, const VxXMLString& ALocalName);
   std::vector<std::unique_ptr<TVxSAXAttribute>> FEntries;  // [0, FCount) in use
@@ -413,6 +428,13 @@ class TVxSAXXMLReader : public TVxSAXReader {
 
  private:
   TVxXMLParser* Cursor() const noexcept { return static_cast<TVxXMLParser*>(FParser); }
+  // Fast paths over UTF-8 bytes in the cursor's window. They read without side effects and
+  // answer false for anything out of the ordinary (the window's end, a malformed construct), so
+  // the character operations then parse the same text from the same position.
+  bool ScanPlainNameUTF8();
+  bool ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel);
+  // The URI of an attribute, and the declaration it makes.
+  void ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel);
   void Select(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, VxXMLString& AOut) {
     AOut.clear();
     if (ATo == ptCurrent && (AFrom == ptMark1 || AFrom == ptMark2))
@@ -430,6 +452,11 @@ class TVxSAXXMLReader : public TVxSAXReader {
   // Buffers reused for every construct.
   VxXMLString FPrefix, FLocalName, FQName, FText, FText2;
   VxXMLString FAttrPrefix;
+  // Byte ranges of the attributes of one start tag, gathered by the UTF-8 fast path.
+  struct TAttrSlice {
+    const uint8_t *PrefixB, *PrefixE, *LocalB, *LocalE, *QNameB, *QNameE, *ValueB, *ValueE;
+  };
+  std::vector<TAttrSlice> FAttrSlices;
 };
 
 // ---------------------------------------------------------------------------------------------
