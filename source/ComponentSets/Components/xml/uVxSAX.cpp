@@ -4,6 +4,10 @@
 
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace vx {
 
 namespace {
@@ -25,7 +29,9 @@ void TrimInPlace(VxXMLString& AText) {
   AText.erase(0, b);
 }
 
-bool IsXMLNS(const VxXMLString& AText) { return AText.size() == 5 && VxSameText(AText, u"xmlns"); }
+bool IsXMLNS(const VxXMLString& AText) {
+  return AText.size() == 5 && (AText[0] | 0x20) == u'x' && VxSameText(AText, u"xmlns");
+}
 
 // A reader fills one attribute list per tag and reuses it. A handler that kept a reference to
 // it gets to keep it: the reader lets go of that list and fills a new one next time.
@@ -36,14 +42,28 @@ void RenewIfKept(TVxSAXXMAttributes*& AList) {
   AList->_AddRef();
 }
 
-// UTF-8 bytes to UTF-16, replacing AOut's content and reusing its storage: short ASCII names
-// and values are widened in one loop, anything else goes through the full decoder.
-void AssignUTF8(const uint8_t* AStart, const uint8_t* AStop, VxXMLString& AOut) {
+// UTF-8 bytes to UTF-16, replacing AOut's content and reusing its storage. ASCII is widened
+// eight bytes at a time (the last block overlaps the one before, so nothing outside the range
+// is read or written); anything else goes through the full decoder.
+[[gnu::always_inline]] inline void AssignUTF8(const uint8_t* AStart, const uint8_t* AStop, VxXMLString& AOut) {
   const auto n = static_cast<size_t>(AStop - AStart);
   // Names and values repeat in length from tag to tag: then the storage is simply overwritten.
   if (AOut.size() != n) AOut.resize(n);
   char16_t* out = AOut.data();
   size_t k = 0;
+#if defined(__SSE2__)
+  if (n >= 8) {
+    const __m128i zero = _mm_setzero_si128();
+    for (;;) {
+      if (k + 8 > n) k = n - 8;
+      const __m128i block = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(AStart + k));
+      if (_mm_movemask_epi8(block) & 0xFF) break;
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), _mm_unpacklo_epi8(block, zero));
+      k += 8;
+      if (k >= n) return;
+    }
+  }
+#endif
   for (; k < n && AStart[k] < 0x80; ++k) out[k] = AStart[k];
   if (k < n) {
     AOut.resize(k);
@@ -66,8 +86,75 @@ constexpr TVxAnsiCharSet cAttrValueStart{'\'', '"', '>', '<'};
 constexpr TVxAnsiCharSet cAttrAfterValue = cBlanks + TVxAnsiCharSet{'\'', '"'};
 
 // First byte at or after AFrom that is in the set, or AEnd.
-const uint8_t* ScanUntil(const uint8_t* AFrom, const uint8_t* AEnd, const TVxAnsiCharSet& ASet) {
+inline const uint8_t* ScanUntil(const uint8_t* AFrom, const uint8_t* AEnd, const TVxAnsiCharSet& ASet) {
   while (AFrom < AEnd && !ASet.ContainsByte(*AFrom)) ++AFrom;
+  return AFrom;
+}
+
+// First byte at or after AFrom that is not in the set, or AEnd.
+inline const uint8_t* ScanUntilNot(const uint8_t* AFrom, const uint8_t* AEnd, const TVxAnsiCharSet& ASet) {
+  while (AFrom < AEnd && ASet.ContainsByte(*AFrom)) ++AFrom;
+  return AFrom;
+}
+
+// First blank (up to 32), ":", "<", ">" or "/" at or after AFrom, or AEnd: the end of an
+// element name.
+inline const uint8_t* ScanElementName(const uint8_t* AFrom, const uint8_t* AEnd) {
+#if defined(__SSE2__)
+  const __m128i top = _mm_set1_epi8(32), zero = _mm_setzero_si128(), colon = _mm_set1_epi8(':'),
+                lt = _mm_set1_epi8('<'), gt = _mm_set1_epi8('>'), slash = _mm_set1_epi8('/');
+  for (; AEnd - AFrom >= 16; AFrom += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
+    const __m128i hit = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(v, top), zero), _mm_cmpeq_epi8(v, colon)),
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, lt), _mm_cmpeq_epi8(v, gt)), _mm_cmpeq_epi8(v, slash)));
+    if (const int bits = _mm_movemask_epi8(hit)) return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
+  }
+#endif
+  return ScanUntil(AFrom, AEnd, cElementNameEnd);
+}
+
+// First "=", ":", ">" or "<" at or after AFrom, or AEnd: the end of an attribute name.
+inline const uint8_t* ScanAttrName(const uint8_t* AFrom, const uint8_t* AEnd) {
+#if defined(__SSE2__)
+  const __m128i eq = _mm_set1_epi8('='), colon = _mm_set1_epi8(':'), gt = _mm_set1_epi8('>'),
+                lt = _mm_set1_epi8('<');
+  for (; AEnd - AFrom >= 16; AFrom += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
+    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, eq), _mm_cmpeq_epi8(v, colon)),
+                                     _mm_or_si128(_mm_cmpeq_epi8(v, gt), _mm_cmpeq_epi8(v, lt)));
+    if (const int bits = _mm_movemask_epi8(hit)) return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
+  }
+#endif
+  return ScanUntil(AFrom, AEnd, cAttrNameEnd);
+}
+
+// First byte at or after AFrom that is neither a blank (up to 32) nor a quote, or AEnd: the
+// start of the next attribute name.
+inline const uint8_t* SkipAfterValue(const uint8_t* AFrom, const uint8_t* AEnd) {
+#if defined(__SSE2__)
+  const __m128i top = _mm_set1_epi8(32), zero = _mm_setzero_si128(), dq = _mm_set1_epi8('"'),
+                sq = _mm_set1_epi8('\'');
+  for (; AEnd - AFrom >= 16; AFrom += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
+    const __m128i skip = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(v, top), zero),
+                                      _mm_or_si128(_mm_cmpeq_epi8(v, dq), _mm_cmpeq_epi8(v, sq)));
+    if (const int bits = ~_mm_movemask_epi8(skip) & 0xFFFF) return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
+  }
+#endif
+  return ScanUntilNot(AFrom, AEnd, cAttrAfterValue);
+}
+
+// First AQuote at or after AFrom, or AEnd: the end of an attribute value.
+inline const uint8_t* ScanQuote(const uint8_t* AFrom, const uint8_t* AEnd, uint8_t AQuote) {
+#if defined(__SSE2__)
+  const __m128i q = _mm_set1_epi8(static_cast<char>(AQuote));
+  for (; AEnd - AFrom >= 16; AFrom += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
+    if (const int bits = _mm_movemask_epi8(_mm_cmpeq_epi8(v, q))) return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
+  }
+#endif
+  while (AFrom < AEnd && *AFrom != AQuote) ++AFrom;
   return AFrom;
 }
 
@@ -495,7 +582,7 @@ bool TVxSAXXMLReader::ScanPlainNameUTF8() {
   TVxXMLParser* p = Cursor();
   if (p->CharacterSetType() != cstUTF8) return false;
   const uint8_t* start = p->WindowCur();
-  const uint8_t* stop = ScanUntil(start, p->WindowEnd(), cElementNameEnd);
+  const uint8_t* stop = ScanElementName(start, p->WindowEnd());
   if (stop == p->WindowEnd() || *stop == '<' || *stop == ':') return false;
   AssignUTF8(start, stop, FLocalName);
   AssignUTF8(start, stop, FQName);  // decoding again beats a string copy for short names
@@ -531,7 +618,7 @@ bool TVxSAXXMLReader::ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int A
     if (*s == '>' || *s == '/') break;
     TAttrSlice a{};
     const uint8_t* nameStart = s;
-    s = ScanUntil(s, e, cAttrNameEnd);
+    s = ScanAttrName(s, e);
     if (s == e || *s == '<' || *s == '>') return false;
     if (*s == ':') {
       a.PrefixB = nameStart;
@@ -553,10 +640,10 @@ bool TVxSAXXMLReader::ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int A
     if (s == e || *s == '<' || *s == '>') return false;
     const uint8_t quote = *s++;
     a.ValueB = s;
-    s = static_cast<const uint8_t*>(std::memchr(s, quote, static_cast<size_t>(e - s)));
-    if (!s) return false;
+    s = ScanQuote(s, e, quote);
+    if (s == e) return false;
     a.ValueE = s;
-    while (s < e && cAttrAfterValue.ContainsByte(*s)) ++s;
+    s = SkipAfterValue(s, e);
     FAttrSlices.push_back(a);
   }
   // Then the attributes, in order, so each sees the declarations made before it.
