@@ -2,7 +2,9 @@
 // failures with their messages and codes, and robustness against truncated and deep input.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
+#include <memory>
 #include <fstream>
 #include <sstream>
 
@@ -468,12 +470,18 @@ TEST_F(SAXTest, EveryPrefixEndsCleanly) {
       U8(u8"<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY e \"x\">]><!--c--><r xmlns:p=\"u\" p:a='1'>"
          u8"t<![CDATA[c]]><p:e/><?pi d?>é</r>"),
       R"({"a": [1, "s\"\u00e9", null, true, false, {"b": {}}], "c": -1.5e3})",
+      "<root_element_name_longer_than_sixteen attribute_name_longer_than_16=\"a value longer than sixteen "
+      "bytes\"\n\t\t second_attribute_name_long='\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4x'>"
+      "<child_element_name_also_long/></root_element_name_longer_than_sixteen>",
   };
   for (const auto& doc : samples) {
     for (size_t n = 0; n <= doc.size(); ++n) {
+      // Each prefix in a block of exactly its size, so a read past its end is caught.
+      std::unique_ptr<char[]> block(new char[n + 1]);
+      std::memcpy(block.get() + 1, doc.data(), n);
       TVxSAXParser parser;
       try {
-        parser.Parse(std::string_view(doc.data(), n), cVxCodePageUTF8, u"");
+        parser.Parse(std::string_view(block.get() + 1, n), cVxCodePageUTF8, u"");
       } catch (const Exception&) {
         // a clean failure
       }
