@@ -514,6 +514,7 @@ TEST_F(SAXTest, UTF8ScansAndCharacterReadingAgree) {
       "<r a=\"1\"b=\"2\"></r >",
       "<r  x:a=\"1\" xmlns:X=\"u\"/>",
       "<r>text<e a=\"1\">more</e><f/></r>",
+      "<r>\n  <a> K\xC3\xA4se &amp; \xE6\x97\xA5 </a>\n\t\r\n  <b>\x01</b></r>\n",
   };
   Rec->ShowAttributeLocalNames = true;
   for (const char* doc : docs) {

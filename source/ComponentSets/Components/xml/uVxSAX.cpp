@@ -129,6 +129,20 @@ inline const uint8_t* ScanAttrName(const uint8_t* AFrom, const uint8_t* AEnd) {
   return ScanUntil(AFrom, AEnd, cAttrNameEnd);
 }
 
+// First byte above 32 at or after AFrom, or AEnd.
+inline const uint8_t* SkipBlanks(const uint8_t* AFrom, const uint8_t* AEnd) {
+#if defined(__SSE2__)
+  const __m128i top = _mm_set1_epi8(32), zero = _mm_setzero_si128();
+  for (; AEnd - AFrom >= 16; AFrom += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
+    if (const int bits = ~_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_subs_epu8(v, top), zero)) & 0xFFFF)
+      return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
+  }
+#endif
+  while (AFrom < AEnd && *AFrom <= 32) ++AFrom;
+  return AFrom;
+}
+
 // First byte at or after AFrom that is neither a blank (up to 32) nor a quote, or AEnd: the
 // start of the next attribute name.
 inline const uint8_t* SkipAfterValue(const uint8_t* AFrom, const uint8_t* AEnd) {
@@ -713,9 +727,35 @@ void TVxSAXXMLReader::ParseAtrributes(TVxSAXXMAttributes& AAttributes, int ALeve
   }
 }
 
+bool TVxSAXXMLReader::ParseCharactersUTF8() {
+  // Text up to a "<" inside the window: blank-only text is ignorable whitespace, anything else
+  // is sent whole. At the window's end the character operations take over.
+  TVxXMLParser* p = Cursor();
+  if (p->CharacterSetType() != cstUTF8) return false;
+  const uint8_t* start = p->WindowCur();
+  const uint8_t* const e = p->WindowEnd();
+  const uint8_t* text = SkipBlanks(start, e);
+  if (text == e) return false;
+  const uint8_t* stop = text;
+  if (*text != '<') {
+    stop = static_cast<const uint8_t*>(std::memchr(text, '<', static_cast<size_t>(e - text)));
+    if (!stop) return false;
+  }
+  AssignUTF8(start, stop, FText);
+  p->ClearMark(ptMark1);
+  p->ClearMark(ptMark2);
+  p->SetWindowCur(stop);
+  if (text == stop)
+    FContentHandler->IgnorableWhitespace(FText);
+  else
+    FContentHandler->Characters(FText);
+  return true;
+}
+
 void TVxSAXXMLReader::ParseCharacters() {
   TVxXMLParser* p = Cursor();
   StoreLineCol();
+  if (ParseCharactersUTF8()) return;
   p->SetMark(ptMark1);
   p->ClearMark(ptMark2);  // a mark left by a tag name is not the end of this text
   // All blank while only codes up to 32 are read; then on to the next "<".

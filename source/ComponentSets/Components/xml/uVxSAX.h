@@ -433,6 +433,7 @@ class TVxSAXXMLReader : public TVxSAXReader {
   // the character operations then parse the same text from the same position.
   bool ScanPlainNameUTF8();
   bool ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel);
+  bool ParseCharactersUTF8();
   // The URI of an attribute, and the declaration it makes.
   void ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel);
   void Select(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, VxXMLString& AOut) {
