@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "uVxDateUtils.h"
+#include "vx_test_zone.h"
 
 using namespace vx;
 
@@ -60,21 +61,13 @@ TEST(Dates, MalformedTextsShowTheText) {
 }
 
 TEST(Dates, LocalAndUTCFollowTheZoneRules) {
-  const char* saved = std::getenv("TZ");
-  std::string keep = saved ? saved : "";
-  setenv("TZ", "Europe/Berlin", 1);
-  tzset();
+  test::TZoneGuard zone("Europe/Berlin");
   TDateTime winter = VxEncodeDateTime(2024, 1, 15, 12, 0, 0, 0);
   TDateTime summer = VxEncodeDateTime(2024, 7, 15, 12, 0, 0, 0);
   EXPECT_EQ(VxCalcTimeZoneOffset(winter), 60);
   EXPECT_EQ(VxCalcTimeZoneOffset(summer), 120);
   EXPECT_NEAR(VxLocalToUTC(summer), VxEncodeDateTime(2024, 7, 15, 10, 0, 0, 0), 1e-9);
   EXPECT_NEAR(VxUTCToLocal(VxEncodeDateTime(2024, 1, 15, 11, 0, 0, 0)), winter, 1e-9);
-  if (saved)
-    setenv("TZ", keep.c_str(), 1);
-  else
-    unsetenv("TZ");
-  tzset();
 }
 
 TEST(Durations, RoundTripAndRejects) {

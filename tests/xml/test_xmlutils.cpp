@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "uVxXMLUtils.h"
+#include "vx_test_zone.h"
 
 using namespace vx;
 
@@ -29,28 +30,7 @@ VxString ConvertErrorOf(const std::function<void()>& AAction) {
   return u"<no exception>";
 }
 
-// Sets TZ for the life of the object (POSIX rules, so no zone database is needed).
-class TZoneGuard {
- public:
-  explicit TZoneGuard(const char* AZone) {
-    const char* saved = std::getenv("TZ");
-    FHad = saved != nullptr;
-    if (FHad) FSaved = saved;
-    setenv("TZ", AZone, 1);
-    tzset();
-  }
-  ~TZoneGuard() {
-    if (FHad)
-      setenv("TZ", FSaved.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
-  }
-
- private:
-  bool FHad = false;
-  std::string FSaved;
-};
+using test::TZoneGuard;
 
 constexpr char cBerlin[] = "CET-1CEST,M3.5.0,M10.5.0/3";
 

@@ -97,19 +97,33 @@ inline const uint8_t* ScanUntilNot(const uint8_t* AFrom, const uint8_t* AEnd, co
   return AFrom;
 }
 
+#if defined(__SSE2__)
+// Sixteen bytes at a time: the first byte whose bit in AHit's mask is set; nullptr when none
+// is, with AFrom moved to the last partial block, which the caller finishes byte by byte.
+template <class THit>
+inline const uint8_t* FindInBlocks(const uint8_t*& AFrom, const uint8_t* AEnd, THit AHit) {
+  for (; AEnd - AFrom >= 16; AFrom += 16)
+    if (const int bits = AHit(_mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom))) & 0xFFFF)
+      return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
+  return nullptr;
+}
+
+// Lanes holding a blank or control (0 to 32).
+inline __m128i BlankLanes(__m128i AValue) {
+  return _mm_cmpeq_epi8(_mm_subs_epu8(AValue, _mm_set1_epi8(32)), _mm_setzero_si128());
+}
+inline __m128i Lanes(__m128i AValue, char AChar) { return _mm_cmpeq_epi8(AValue, _mm_set1_epi8(AChar)); }
+#endif
+
 // First blank (up to 32), ":", "<", ">" or "/" at or after AFrom, or AEnd: the end of an
 // element name.
 inline const uint8_t* ScanElementName(const uint8_t* AFrom, const uint8_t* AEnd) {
 #if defined(__SSE2__)
-  const __m128i top = _mm_set1_epi8(32), zero = _mm_setzero_si128(), colon = _mm_set1_epi8(':'),
-                lt = _mm_set1_epi8('<'), gt = _mm_set1_epi8('>'), slash = _mm_set1_epi8('/');
-  for (; AEnd - AFrom >= 16; AFrom += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
-    const __m128i hit = _mm_or_si128(
-        _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(v, top), zero), _mm_cmpeq_epi8(v, colon)),
-        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, lt), _mm_cmpeq_epi8(v, gt)), _mm_cmpeq_epi8(v, slash)));
-    if (const int bits = _mm_movemask_epi8(hit)) return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
-  }
+  if (const uint8_t* hit = FindInBlocks(AFrom, AEnd, [](__m128i v) {
+        return _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(BlankLanes(v), Lanes(v, ':')),
+                                              _mm_or_si128(_mm_or_si128(Lanes(v, '<'), Lanes(v, '>')), Lanes(v, '/'))));
+      }))
+    return hit;
 #endif
   return ScanUntil(AFrom, AEnd, cElementNameEnd);
 }
@@ -117,14 +131,11 @@ inline const uint8_t* ScanElementName(const uint8_t* AFrom, const uint8_t* AEnd)
 // First "=", ":", ">" or "<" at or after AFrom, or AEnd: the end of an attribute name.
 inline const uint8_t* ScanAttrName(const uint8_t* AFrom, const uint8_t* AEnd) {
 #if defined(__SSE2__)
-  const __m128i eq = _mm_set1_epi8('='), colon = _mm_set1_epi8(':'), gt = _mm_set1_epi8('>'),
-                lt = _mm_set1_epi8('<');
-  for (; AEnd - AFrom >= 16; AFrom += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
-    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, eq), _mm_cmpeq_epi8(v, colon)),
-                                     _mm_or_si128(_mm_cmpeq_epi8(v, gt), _mm_cmpeq_epi8(v, lt)));
-    if (const int bits = _mm_movemask_epi8(hit)) return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
-  }
+  if (const uint8_t* hit = FindInBlocks(AFrom, AEnd, [](__m128i v) {
+        return _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(Lanes(v, '='), Lanes(v, ':')),
+                                              _mm_or_si128(Lanes(v, '>'), Lanes(v, '<'))));
+      }))
+    return hit;
 #endif
   return ScanUntil(AFrom, AEnd, cAttrNameEnd);
 }
@@ -132,29 +143,20 @@ inline const uint8_t* ScanAttrName(const uint8_t* AFrom, const uint8_t* AEnd) {
 // First byte above 32 at or after AFrom, or AEnd.
 inline const uint8_t* SkipBlanks(const uint8_t* AFrom, const uint8_t* AEnd) {
 #if defined(__SSE2__)
-  const __m128i top = _mm_set1_epi8(32), zero = _mm_setzero_si128();
-  for (; AEnd - AFrom >= 16; AFrom += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
-    if (const int bits = ~_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_subs_epu8(v, top), zero)) & 0xFFFF)
-      return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
-  }
+  if (const uint8_t* hit = FindInBlocks(AFrom, AEnd, [](__m128i v) { return ~_mm_movemask_epi8(BlankLanes(v)); }))
+    return hit;
 #endif
-  while (AFrom < AEnd && *AFrom <= 32) ++AFrom;
-  return AFrom;
+  return ScanUntilNot(AFrom, AEnd, cBlanks);
 }
 
 // First byte at or after AFrom that is neither a blank (up to 32) nor a quote, or AEnd: the
 // start of the next attribute name.
 inline const uint8_t* SkipAfterValue(const uint8_t* AFrom, const uint8_t* AEnd) {
 #if defined(__SSE2__)
-  const __m128i top = _mm_set1_epi8(32), zero = _mm_setzero_si128(), dq = _mm_set1_epi8('"'),
-                sq = _mm_set1_epi8('\'');
-  for (; AEnd - AFrom >= 16; AFrom += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
-    const __m128i skip = _mm_or_si128(_mm_cmpeq_epi8(_mm_subs_epu8(v, top), zero),
-                                      _mm_or_si128(_mm_cmpeq_epi8(v, dq), _mm_cmpeq_epi8(v, sq)));
-    if (const int bits = ~_mm_movemask_epi8(skip) & 0xFFFF) return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
-  }
+  if (const uint8_t* hit = FindInBlocks(AFrom, AEnd, [](__m128i v) {
+        return ~_mm_movemask_epi8(_mm_or_si128(BlankLanes(v), _mm_or_si128(Lanes(v, '"'), Lanes(v, '\''))));
+      }))
+    return hit;
 #endif
   return ScanUntilNot(AFrom, AEnd, cAttrAfterValue);
 }
@@ -162,11 +164,9 @@ inline const uint8_t* SkipAfterValue(const uint8_t* AFrom, const uint8_t* AEnd) 
 // First AQuote at or after AFrom, or AEnd: the end of an attribute value.
 inline const uint8_t* ScanQuote(const uint8_t* AFrom, const uint8_t* AEnd, uint8_t AQuote) {
 #if defined(__SSE2__)
-  const __m128i q = _mm_set1_epi8(static_cast<char>(AQuote));
-  for (; AEnd - AFrom >= 16; AFrom += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom));
-    if (const int bits = _mm_movemask_epi8(_mm_cmpeq_epi8(v, q))) return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
-  }
+  const auto quote = static_cast<char>(AQuote);
+  if (const uint8_t* hit = FindInBlocks(AFrom, AEnd, [quote](__m128i v) { return _mm_movemask_epi8(Lanes(v, quote)); }))
+    return hit;
 #endif
   while (AFrom < AEnd && *AFrom != AQuote) ++AFrom;
   return AFrom;
