@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "uVxDateUtils.h"
@@ -238,35 +239,44 @@ VxString VxFloatToStr(double AValue) {
   return VxASCIIToUTF16(s);
 }
 
-bool VxTryStrToFloat(std::u16string_view AText, double& AValue) {
+namespace {
+
+// Trimmed ASCII copy of a number text of at most AMaxLength characters; false when the text is
+// empty, longer, or holds anything else.
+bool NarrowNumber(std::u16string_view AText, size_t AMaxLength, std::string& AOut) {
   VxString t = VxTrim(AText);
-  if (t.empty() || t.size() > 400) return false;
-  std::string narrow;
+  if (t.empty() || t.size() > AMaxLength) return false;
+  AOut.clear();
   for (char16_t c : t) {
     if (c >= 0x80) return false;
-    narrow += static_cast<char>(c);
+    AOut.push_back(static_cast<char>(c));
   }
-  const char* b = narrow.data();
-  const char* e = b + narrow.size();
-  if (*b == '+') ++b;
+  return true;
+}
+
+template <class F>
+bool TryStrToFloat(std::u16string_view AText, F& AValue) {
+  std::string s;
+  if (!NarrowNumber(AText, 400, s)) return false;
+  const char* b = s.data();
+  const char* e = b + s.size();
+  if (*b == '+' && e - b > 1 && b[1] != '-') ++b;
   auto res = std::from_chars(b, e, AValue);
-  if (res.ec == std::errc::result_out_of_range) {
-    // Overflow to infinity, underflow to zero, as strtod does.
-    AValue = std::strtod(narrow.c_str(), nullptr);
+  if (res.ec == std::errc::result_out_of_range && res.ptr == e) {
+    // Overflow to infinity, underflow to zero, as the C library reads them.
+    AValue = static_cast<F>(std::strtold(s.c_str(), nullptr));
     return true;
   }
   return res.ec == std::errc() && res.ptr == e;
 }
 
-bool VxTryStrToInt64(std::u16string_view AText, int64_t& AValue) {
-  VxString t = VxTrim(AText);
-  if (t.empty() || t.size() > 64) return false;
-  std::string s(t.begin(), t.end());
-  for (char16_t c : t)
-    if (c >= 0x80) return false;
-  bool negative = false;
+// Sign and magnitude of an integer text: decimal, or hexadecimal after "$" or "0x".
+bool TryStrToMagnitude(std::u16string_view AText, bool& ANegative, uint64_t& AMagnitude) {
+  std::string s;
+  if (!NarrowNumber(AText, 64, s)) return false;
+  ANegative = false;
   size_t k = 0;
-  if (s[k] == '+' || s[k] == '-') negative = s[k++] == '-';
+  if (s[k] == '+' || s[k] == '-') ANegative = s[k++] == '-';
   int base = 10;
   if (k < s.size() && s[k] == '$') {
     base = 16;
@@ -276,9 +286,20 @@ bool VxTryStrToInt64(std::u16string_view AText, int64_t& AValue) {
     k += 2;
   }
   if (k >= s.size()) return false;
-  uint64_t magnitude = 0;
-  auto res = std::from_chars(s.data() + k, s.data() + s.size(), magnitude, base);
-  if (res.ec != std::errc() || res.ptr != s.data() + s.size()) return false;
+  auto res = std::from_chars(s.data() + k, s.data() + s.size(), AMagnitude, base);
+  return res.ec == std::errc() && res.ptr == s.data() + s.size();
+}
+
+}  // namespace
+
+bool VxTryStrToFloat(std::u16string_view AText, double& AValue) { return TryStrToFloat(AText, AValue); }
+bool VxTryStrToFloat(std::u16string_view AText, float& AValue) { return TryStrToFloat(AText, AValue); }
+bool VxTryStrToFloat(std::u16string_view AText, long double& AValue) { return TryStrToFloat(AText, AValue); }
+
+bool VxTryStrToInt64(std::u16string_view AText, int64_t& AValue) {
+  bool negative;
+  uint64_t magnitude;
+  if (!TryStrToMagnitude(AText, negative, magnitude)) return false;
   if (negative) {
     if (magnitude > static_cast<uint64_t>(INT64_MAX) + 1) return false;
     AValue = static_cast<int64_t>(0 - magnitude);
@@ -287,6 +308,12 @@ bool VxTryStrToInt64(std::u16string_view AText, int64_t& AValue) {
     AValue = static_cast<int64_t>(magnitude);
   }
   return true;
+}
+
+bool VxTryStrToUInt64(std::u16string_view AText, uint64_t& AValue) {
+  bool negative;
+  if (!TryStrToMagnitude(AText, negative, AValue)) return false;
+  return !negative || AValue == 0;
 }
 
 int64_t VxStrToInt64(std::u16string_view AText) {

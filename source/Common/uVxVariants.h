@@ -166,8 +166,15 @@ VxString VxFloatToStr(double AValue);
 /// Reads a decimal number (optional sign, digits, ".", exponent) from trimmed text; false when
 /// the whole text is not a number.
 bool VxTryStrToFloat(std::u16string_view AText, double& AValue);
+/// VxTryStrToFloat read directly at single precision (no double rounding).
+bool VxTryStrToFloat(std::u16string_view AText, float& AValue);
+/// VxTryStrToFloat read at extended precision.
+bool VxTryStrToFloat(std::u16string_view AText, long double& AValue);
 /// Reads a decimal integer (optional sign; "$" or "0x" for hexadecimal) from trimmed text.
 bool VxTryStrToInt64(std::u16string_view AText, int64_t& AValue);
+/// Reads an unsigned integer up to 2^64 - 1 (optional "+"; "$" or "0x" for hexadecimal) from
+/// trimmed text.
+bool VxTryStrToUInt64(std::u16string_view AText, uint64_t& AValue);
 /// VxTryStrToInt64, raising EConvertError "'%s' is not a valid integer value" on failure.
 int64_t VxStrToInt64(std::u16string_view AText);
 /// VxTryStrToFloat, raising EConvertError "'%s' is not a valid floating point value" on failure.

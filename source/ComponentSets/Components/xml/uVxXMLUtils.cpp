@@ -256,34 +256,6 @@ VxString FloatText(F AValue) {
   return out;
 }
 
-// Trimmed ASCII copy of a number text; false when it holds anything else.
-bool NarrowNumber(std::u16string_view AText, std::string& AOut) {
-  VxString t = VxTrim(AText);
-  if (t.empty() || t.size() > 400) return false;
-  AOut.clear();
-  for (char16_t c : t) {
-    if (c >= 0x80) return false;
-    AOut.push_back(static_cast<char>(c));
-  }
-  return true;
-}
-
-template <class F>
-bool TryFloat(std::u16string_view AText, F& AValue) {
-  std::string s;
-  if (!NarrowNumber(AText, s)) return false;
-  const char* b = s.data();
-  const char* e = b + s.size();
-  if (*b == '+' && e - b > 1 && b[1] != '-') ++b;
-  auto res = std::from_chars(b, e, AValue);
-  if (res.ec == std::errc::result_out_of_range && res.ptr == e) {
-    // Overflow goes to infinity, underflow to zero, as the C library reads them.
-    AValue = static_cast<F>(std::strtold(s.c_str(), nullptr));
-    return true;
-  }
-  return res.ec == std::errc() && res.ptr == e;
-}
-
 [[noreturn]] void BadFloat(std::u16string_view AText) {
   throw EConvertError(VxFormat(u"'%s' is not a valid floating point value", AText));
 }
@@ -292,7 +264,7 @@ template <class F>
 F TextToFloat(std::u16string_view AText) {
   if (AText.empty()) return 0;
   F v{};
-  if (!TryFloat(AText, v)) BadFloat(AText);
+  if (!VxTryStrToFloat(AText, v)) BadFloat(AText);
   return v;
 }
 
@@ -301,15 +273,9 @@ int64_t TextToInt64(std::u16string_view AText) { return AText.empty() ? 0 : VxSt
 uint64_t TextToUInt64(std::u16string_view AText) {
   if (AText.empty()) return 0;
   int64_t v;
-  if (VxTryStrToInt64(AText, v)) return static_cast<uint64_t>(v);
-  // Above the signed range: plain decimal digits up to 2^64 - 1.
-  std::string s;
-  uint64_t u = 0;
-  if (NarrowNumber(AText, s)) {
-    const char* b = s.data() + (s[0] == '+' ? 1 : 0);
-    auto res = std::from_chars(b, s.data() + s.size(), u);
-    if (res.ec == std::errc() && res.ptr == s.data() + s.size()) return u;
-  }
+  if (VxTryStrToInt64(AText, v)) return static_cast<uint64_t>(v);  // negative values wrap
+  uint64_t u;
+  if (VxTryStrToUInt64(AText, u)) return u;
   throw EConvertError(VxFormat(u"'%s' is not a valid integer value", AText));
 }
 
