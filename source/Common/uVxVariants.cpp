@@ -224,20 +224,31 @@ bool VxVarIsEmpty(const TVxVariant& AValue) noexcept { return AValue.IsEmpty() |
 // Numbers from and to text
 // ---------------------------------------------------------------------------------------------
 
-VxString VxFloatToStr(double AValue) {
+namespace {
+
+// Shortest round-trip text, "E" exponent without "+" and leading zeros.
+template <class F>
+VxString FloatToStr(F AValue) {
   if (std::isnan(AValue)) return u"NAN";
   if (std::isinf(AValue)) return AValue < 0 ? u"-INF" : u"INF";
-  char buf[64];
-  auto res = std::to_chars(buf, buf + sizeof buf, AValue);  // shortest round-trip
-  std::string s(buf, res.ptr);
-  if (auto e = s.find('e'); e != std::string::npos) {
-    // "1e+20" -> "1E20", "1e-07" -> "1E-7"
-    std::string mant = s.substr(0, e);
-    int exp = std::stoi(s.substr(e + 1));
-    s = mant + "E" + std::to_string(exp);
-  }
-  return VxASCIIToUTF16(s);
+  char buf[128];
+  auto res = std::to_chars(buf, buf + sizeof buf, AValue);
+  std::string_view s(buf, static_cast<size_t>(res.ptr - buf));
+  const size_t e = s.find('e');
+  if (e == s.npos) return VxString(buf, res.ptr);
+  // "1e+20" -> "1E20", "1e-07" -> "1E-7"
+  int exp = 0;
+  const char* ep = buf + e + 1;
+  if (*ep == '+') ++ep;
+  std::from_chars(ep, res.ptr, exp);
+  return VxString(buf, buf + e) + u'E' + VxIntToStr(exp);
 }
+
+}  // namespace
+
+VxString VxFloatToStr(double AValue) { return FloatToStr(AValue); }
+VxString VxFloatToStr(float AValue) { return FloatToStr(AValue); }
+VxString VxFloatToStr(long double AValue) { return FloatToStr(AValue); }
 
 namespace {
 

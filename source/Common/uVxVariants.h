@@ -163,6 +163,10 @@ int VxVarCompare(const TVxVariant& A, const TVxVariant& B);
 /// Shortest decimal text of a double that reads back to the same value, "." as separator;
 /// exponents are written "E20" / "E-7"; "NAN", "INF", "-INF".
 VxString VxFloatToStr(double AValue);
+/// VxFloatToStr of the shortest text that reads back to the same float ("0.1" for 0.1f).
+VxString VxFloatToStr(float AValue);
+/// VxFloatToStr of the shortest text that reads back to the same long double.
+VxString VxFloatToStr(long double AValue);
 /// Reads a decimal number (optional sign, digits, ".", exponent) from trimmed text; false when
 /// the whole text is not a number.
 bool VxTryStrToFloat(std::u16string_view AText, double& AValue);

@@ -234,26 +234,10 @@ S Unescape(std::basic_string_view<typename S::value_type> AText) {
 // Numbers
 // ---------------------------------------------------------------------------------------------
 
-VxString ASCII(const char* ABegin, const char* AEnd) { return VxString(ABegin, AEnd); }
-
-// Shortest round-trip text of a float, "E" exponent without "+" and leading zeros.
+// A float as XML Schema writes it: the shortest round-trip text, with "NaN" spelt its way.
 template <class F>
 VxString FloatText(F AValue) {
-  if (std::isnan(AValue)) return u"NaN";
-  if (std::isinf(AValue)) return AValue < 0 ? u"-INF" : u"INF";
-  char buf[128];
-  auto res = std::to_chars(buf, buf + sizeof buf, AValue);
-  std::string_view s(buf, static_cast<size_t>(res.ptr - buf));
-  size_t e = s.find('e');
-  if (e == s.npos) return ASCII(buf, res.ptr);
-  int exp = 0;
-  const char* ep = buf + e + 1;
-  if (*ep == '+') ++ep;
-  std::from_chars(ep, res.ptr, exp);
-  VxString out = ASCII(buf, buf + e);
-  out += u'E';
-  out += VxIntToStr(exp);
-  return out;
+  return std::isnan(AValue) ? VxString(u"NaN") : VxFloatToStr(AValue);
 }
 
 [[noreturn]] void BadFloat(std::u16string_view AText) {
@@ -584,7 +568,7 @@ VxXMLString VxCardinalToXML(uint32_t AValue) { return VxIntToStr(AValue); }
 VxXMLString VxUInt64ToXML(uint64_t AValue) {
   char buf[24];
   auto res = std::to_chars(buf, buf + sizeof buf, AValue);
-  return ASCII(buf, res.ptr);
+  return VxString(buf, res.ptr);
 }
 VxXMLString VxDoubleToXML(double AValue) { return FloatText(AValue); }
 VxXMLString VxExtToXML(long double AValue) { return FloatText(AValue); }
