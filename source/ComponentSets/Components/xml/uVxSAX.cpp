@@ -2,6 +2,7 @@
 // and the parser component.
 #include "uVxSAX.h"
 
+#include <algorithm>
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -172,6 +173,7 @@ inline const uint8_t* ScanQuote(const uint8_t* AFrom, const uint8_t* AEnd, uint8
   return AFrom;
 }
 
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -239,7 +241,7 @@ void TVxSAXNamespaceList::AddURI(int ALevel, const VxXMLString& APrefix, const V
 
 const TVxSAXNamespace* TVxSAXNamespaceList::GetNamespace(const VxXMLString& APrefix) const {
   for (auto it = FItems.rbegin(); it != FItems.rend(); ++it)
-    if (VxSameText(it->Prefix, APrefix)) return &*it;
+    if (it->Prefix.size() == APrefix.size() && (APrefix.empty() || VxSameText(it->Prefix, APrefix))) return &*it;
   return nullptr;
 }
 
@@ -248,7 +250,7 @@ const VxXMLString& TVxSAXNamespaceList::GetURI(const VxXMLString& APrefix) const
   return ns ? ns->URI : cEmpty;
 }
 
-void TVxSAXNamespaceList::RemoveLevel(int ALevel) {
+void TVxSAXNamespaceList::RemoveFrom(int ALevel) {
   while (!FItems.empty() && FItems.back().Level >= ALevel) {
     if (FHandler) FHandler->EndPrefixMapping(FItems.back().Prefix);
     FItems.pop_back();
@@ -474,6 +476,8 @@ void TVxSAXXMLReader::InternalParse() {
         ParseMarkupDeclaration(false);
       } else if (next == u'?') {
         ParseProcessingInstruction();
+      } else if (ParseContentUTF8(depth)) {
+        continue;
       } else if (p->CurrUnit() == u'<') {
         ParseElement(depth);
       } else {
@@ -508,25 +512,23 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
   p->CheckValidNameStartChar();
   p->SetMark(ptMark1);
   p->SetMark(ptMark2);
-  if (!ScanPlainNameUTF8()) {
-    p->SkipWhile(skUntilInSet, nameEnd);
-    if (p->CurrUnit() == u'<' && !p->Eof()) {
-      int64_t line, col;
-      p->GetLineMarkPos(line, col);
-      throw EVxXMLParseError(VxFormat(cVxXMLElementNotClosed, line, col), cVxXMLErrElementNotClosed);
-    }
-    if (p->CurrUnit() == u':' && !p->Eof()) {
-      Select(ptMark1, ptCurrent, FPrefix);
-      p->NextChar();
-      p->CheckValidNameStartChar();
-      p->SetMark(ptMark1);
-      p->SkipWhile(skUntilInSet, localEnd);
-    } else {
-      FPrefix.clear();
-    }
-    Select(ptMark1, ptCurrent, FLocalName);
-    Select(ptMark2, ptCurrent, FQName);
+  p->SkipWhile(skUntilInSet, nameEnd);
+  if (p->CurrUnit() == u'<' && !p->Eof()) {
+    int64_t line, col;
+    p->GetLineMarkPos(line, col);
+    throw EVxXMLParseError(VxFormat(cVxXMLElementNotClosed, line, col), cVxXMLErrElementNotClosed);
   }
+  if (p->CurrUnit() == u':' && !p->Eof()) {
+    Select(ptMark1, ptCurrent, FPrefix);
+    p->NextChar();
+    p->CheckValidNameStartChar();
+    p->SetMark(ptMark1);
+    p->SkipWhile(skUntilInSet, localEnd);
+  } else {
+    FPrefix.clear();
+  }
+  Select(ptMark1, ptCurrent, FLocalName);
+  Select(ptMark2, ptCurrent, FQName);
   p->SkipWhile(skWhileEqual, u' ');
 
   bool emptyElement = false;
@@ -591,18 +593,155 @@ void TVxSAXXMLReader::AfterRootElement() {
 }
 
 
-bool TVxSAXXMLReader::ScanPlainNameUTF8() {
-  // An element name without prefix, ended inside the window by a blank, "/" or ">".
+namespace {
+// An ASCII character that may start an element name; other starts go the general way.
+inline bool IsASCIINameStart(uint8_t AByte) { return ((AByte | 0x20) >= 'a' && (AByte | 0x20) <= 'z') || AByte == '_'; }
+
+// The first "<" at or after AFrom, or nullptr: short texts inline, long ones by memchr.
+inline const uint8_t* FindLess(const uint8_t* AFrom, const uint8_t* AEnd) {
+#if defined(__SSE2__)
+  for (int k = 0; k < 4 && AEnd - AFrom >= 16; ++k, AFrom += 16)
+    if (const int bits = _mm_movemask_epi8(Lanes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(AFrom)), '<')))
+      return AFrom + __builtin_ctz(static_cast<unsigned>(bits));
+#endif
+  return static_cast<const uint8_t*>(std::memchr(AFrom, '<', static_cast<size_t>(AEnd - AFrom)));
+}
+}  // namespace
+
+bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
+  // Each construct is first scanned without side effects; only a whole, ordinary one is then
+  // reported, with the cursor where the character operations would have it for the handler.
   TVxXMLParser* p = Cursor();
   if (p->CharacterSetType() != cstUTF8) return false;
-  const uint8_t* start = p->WindowCur();
-  const uint8_t* stop = ScanElementName(start, p->WindowEnd());
-  if (stop == p->WindowEnd() || *stop == '<' || *stop == ':') return false;
-  AssignUTF8(start, stop, FLocalName);
-  AssignUTF8(start, stop, FQName);  // decoding again beats a string copy for short names
-  FPrefix.clear();
-  p->SetWindowCur(stop);
-  return true;
+  bool any = false;
+  for (;;) {
+    const uint8_t* const s = p->WindowCur();
+    const uint8_t* const e = p->WindowEnd();
+    if (s == e) return any;
+    if (*s != '<') {
+      StoreLineCol();
+      if (!ParseCharactersUTF8()) return any;
+      any = true;
+      continue;
+    }
+    // The name: prefix and local part, or a plain name.
+    const uint8_t* q = s + 1;
+    if (q == e) return any;
+    const bool endTag = *q == '/';
+    if (endTag) ++q;
+    if (q == e || !IsASCIINameStart(*q)) return any;
+    const uint8_t* const nameB = q;
+    q = ScanElementName(q, e);
+    if (q == e || *q == '<') return any;
+    const uint8_t* prefixE = nullptr;
+    if (*q == ':') {
+      prefixE = q++;
+      if (q == e || !IsASCIINameStart(*q)) return any;
+      q = ScanUntil(q, e, cBlanks + TVxAnsiCharSet{'>', '/'});
+      if (q == e) return any;
+    }
+    const uint8_t* const nameE = q;
+    while (q < e && *q == ' ') ++q;
+    if (q == e) return any;
+    // The rest of the tag, up to its ">".
+    const uint8_t* close = q;
+    const uint8_t* gt = q;
+    bool hasAttributes = false;
+    if (endTag) {
+      if (*q != '>' || ADepth <= 1) return any;
+    } else {
+      if (*q != '/' && *q != '>') {
+        close = ScanAttributesUTF8(q, e);
+        if (!close) return any;
+        hasAttributes = true;
+      }
+      gt = close;
+      if (*close == '/') {
+        gt = ScanUntil(close, e, TVxAnsiCharSet{'>'});
+        if (gt == e) return any;
+      }
+    }
+    // Report it.
+    StoreLineCol();
+    p->ClearMark(ptMark1);
+    p->ClearMark(ptMark2);
+    const auto skip = static_cast<size_t>(gt - close) + 1;
+    if (prefixE) {
+      AssignUTF8(nameB, prefixE, FPrefix);
+      AssignUTF8(prefixE + 1, nameE, FLocalName);
+    } else {
+      FPrefix.clear();
+      AssignUTF8(nameB, nameE, FLocalName);
+    }
+    AssignUTF8(nameB, nameE, FQName);
+    if (endTag) {
+      p->SetWindowCur(close);
+      FContentHandler->EndElement(FNamespaces.GetURI(FPrefix), FLocalName, FQName);
+      FNamespaces.RemoveLevel(ADepth);
+      --ADepth;
+    } else {
+      ++ADepth;
+      TVxSAXXMAttributes* list = FEmptyAttributes;
+      if (hasAttributes) {
+        list = FAttributes;
+        list->Clear();
+        CommitAttributesUTF8(*list, ADepth);
+      }
+      p->SetWindowCur(close);
+      const VxXMLString& uri = FNamespaces.GetURI(FPrefix);
+      FContentHandler->StartElement(uri, FLocalName, FQName, list);
+      if (close != gt) {
+        FContentHandler->EndElement(uri, FLocalName, FQName);
+        FNamespaces.RemoveLevel(ADepth);
+        --ADepth;
+      }
+      if (list == FAttributes) RenewIfKept(FAttributes);
+    }
+    // The window may have moved while the handlers ran: step on from the cursor.
+    p->SetWindowCur(p->WindowCur() + skip);
+    any = true;
+  }
+}
+
+const uint8_t* TVxSAXXMLReader::ScanAttributesUTF8(const uint8_t* AFrom, const uint8_t* AEnd) {
+  // The same steps as the character operations of ParseAtrributes, over bytes (every stop
+  // character is ASCII, so no UTF-8 sequence hides one).
+  const uint8_t* s = AFrom;
+  const uint8_t* const e = AEnd;
+  FAttrSlices.clear();
+  for (;;) {
+    if (s == e) return nullptr;
+    if (*s == '>' || *s == '/') return s;
+    TAttrSlice a{};
+    const uint8_t* nameStart = s;
+    s = ScanAttrName(s, e);
+    if (s == e || *s == '<' || *s == '>') return nullptr;
+    if (*s == ':') {
+      a.PrefixB = nameStart;
+      a.PrefixE = s;
+      TrimBytes(a.PrefixB, a.PrefixE);
+      while (s < e && *s == ':') ++s;
+      a.LocalB = s;
+      s = ScanUntil(s, e, cAttrLocalEnd);
+      if (s == e || *s == '<' || *s == '>') return nullptr;
+    } else {
+      a.LocalB = nameStart;
+    }
+    a.LocalE = s;
+    TrimBytes(a.LocalB, a.LocalE);
+    a.QNameB = nameStart;
+    a.QNameE = s;
+    TrimBytes(a.QNameB, a.QNameE);
+    s = ScanUntil(s, e, cAttrValueStart);
+    if (s == e || *s == '<' || *s == '>') return nullptr;
+    const uint8_t quote = *s++;
+    a.ValueB = s;
+    s = ScanQuote(s, e, quote);
+    if (s == e) return nullptr;
+    a.ValueE = s;
+    s = SkipAfterValue(s, e);
+    FAttrSlices.push_back(a);
+  }
 }
 
 void TVxSAXXMLReader::ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel) {
@@ -619,48 +758,8 @@ void TVxSAXXMLReader::ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel) 
   }
 }
 
-bool TVxSAXXMLReader::ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel) {
-  TVxXMLParser* p = Cursor();
-  if (p->CharacterSetType() != cstUTF8) return false;
-  // First the whole tag, without side effects: the same steps as the character operations
-  // below, over bytes (every stop character is ASCII, so no UTF-8 sequence hides one).
-  const uint8_t* s = p->WindowCur();
-  const uint8_t* const e = p->WindowEnd();
-  FAttrSlices.clear();
-  for (;;) {
-    if (s == e) return false;
-    if (*s == '>' || *s == '/') break;
-    TAttrSlice a{};
-    const uint8_t* nameStart = s;
-    s = ScanAttrName(s, e);
-    if (s == e || *s == '<' || *s == '>') return false;
-    if (*s == ':') {
-      a.PrefixB = nameStart;
-      a.PrefixE = s;
-      TrimBytes(a.PrefixB, a.PrefixE);
-      while (s < e && *s == ':') ++s;
-      a.LocalB = s;
-      s = ScanUntil(s, e, cAttrLocalEnd);
-      if (s == e || *s == '<' || *s == '>') return false;
-    } else {
-      a.LocalB = nameStart;
-    }
-    a.LocalE = s;
-    TrimBytes(a.LocalB, a.LocalE);
-    a.QNameB = nameStart;
-    a.QNameE = s;
-    TrimBytes(a.QNameB, a.QNameE);
-    s = ScanUntil(s, e, cAttrValueStart);
-    if (s == e || *s == '<' || *s == '>') return false;
-    const uint8_t quote = *s++;
-    a.ValueB = s;
-    s = ScanQuote(s, e, quote);
-    if (s == e) return false;
-    a.ValueE = s;
-    s = SkipAfterValue(s, e);
-    FAttrSlices.push_back(a);
-  }
-  // Then the attributes, in order, so each sees the declarations made before it.
+void TVxSAXXMLReader::CommitAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel) {
+  // In order, so each attribute sees the declarations made before it.
   for (const TAttrSlice& a : FAttrSlices) {
     TVxSAXAttribute& attr = AAttributes.AddEmpty();
     AssignUTF8(a.LocalB, a.LocalE, attr.LocalName);
@@ -672,9 +771,17 @@ bool TVxSAXXMLReader::ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int A
     AssignUTF8(a.ValueB, a.ValueE, attr.Value);
     ResolveAttribute(attr, ALevel);
   }
+}
+
+bool TVxSAXXMLReader::ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel) {
+  TVxXMLParser* p = Cursor();
+  if (p->CharacterSetType() != cstUTF8) return false;
+  const uint8_t* close = ScanAttributesUTF8(p->WindowCur(), p->WindowEnd());
+  if (!close) return false;
+  CommitAttributesUTF8(AAttributes, ALevel);
   p->ClearMark(ptMark1);
   p->ClearMark(ptMark2);
-  p->SetWindowCur(s);
+  p->SetWindowCur(close);
   return true;
 }
 
@@ -738,7 +845,7 @@ bool TVxSAXXMLReader::ParseCharactersUTF8() {
   if (text == e) return false;
   const uint8_t* stop = text;
   if (*text != '<') {
-    stop = static_cast<const uint8_t*>(std::memchr(text, '<', static_cast<size_t>(e - text)));
+    stop = FindLess(text, e);
     if (!stop) return false;
   }
   AssignUTF8(start, stop, FText);

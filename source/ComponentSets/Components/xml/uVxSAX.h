@@ -281,12 +281,16 @@ class TVxSAXNamespaceList {
   /// The newest declaration of the prefix, or nullptr.
   const TVxSAXNamespace* GetNamespace(const VxXMLString& APrefix) const;
   /// Removes, newest first, the declarations at or above ALevel, sending EndPrefixMapping first.
-  void RemoveLevel(int ALevel);
+  void RemoveLevel(int ALevel) {
+    if (!FItems.empty() && FItems.back().Level >= ALevel) RemoveFrom(ALevel);
+  }
   /// Removes everything without events.
   void Clear() noexcept { FItems.clear(); }
   int Count() const noexcept { return static_cast<int>(FItems.size()); }
 
  private:
+  void RemoveFrom(int ALevel);
+
   IVxSAXContentHandler* FHandler;
   std::vector<TVxSAXNamespace> FItems;
 };
@@ -431,9 +435,18 @@ class TVxSAXXMLReader : public TVxSAXReader {
   // Fast paths over UTF-8 bytes in the cursor's window. They read without side effects and
   // answer false for anything out of the ordinary (the window's end, a malformed construct), so
   // the character operations then parse the same text from the same position.
-  bool ScanPlainNameUTF8();
+  //
+  // ParseContentUTF8 reads the ordinary constructs of the content (start and end tags, text)
+  // one after another while they lie inside the window, and answers whether it read any. It
+  // stops before anything else: "<!", "<?", a name that does not start with an ASCII letter or
+  // "_", the end tag that closes the root, or a malformed tag.
+  bool ParseContentUTF8(int& ADepth);
   bool ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel);
   bool ParseCharactersUTF8();
+  // Scans the attribute list starting at AFrom into FAttrSlices; the "/" or ">" that ends it,
+  // or nullptr. CommitAttributesUTF8 then decodes them and makes their declarations.
+  const uint8_t* ScanAttributesUTF8(const uint8_t* AFrom, const uint8_t* AEnd);
+  void CommitAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel);
   // The URI of an attribute, and the declaration it makes.
   void ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel);
   void Select(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, VxXMLString& AOut) {
