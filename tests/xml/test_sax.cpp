@@ -25,20 +25,21 @@ class TRecorder : public TVxImplements<TVxObject, IVxSAXContentHandler, IVxSAXLe
   int64_t FatalLine = -2, FatalCol = -2;
   bool ShowURIs = true;
   bool ShowAttributeLocalNames = false;
+  bool ShowPositions = false;  // each event followed by the locator's line and column
 
-  void SetDocumentLocator(IVxSAXLocator*) override {}
-  void Characters(const VxXMLString& T) override { Events.push_back("chars:" + N(T)); }
-  void EndDocument() override { Events.push_back("end-doc"); }
+  void SetDocumentLocator(IVxSAXLocator* L) override { Locator = L; }
+  void Characters(const VxXMLString& T) override { Push("chars:" + N(T)); }
+  void EndDocument() override { Push("end-doc"); }
   void EndElement(const VxXMLString& U, const VxXMLString& L, const VxXMLString& Q) override {
-    Events.push_back("end:" + Name(U, L, Q));
+    Push("end:" + Name(U, L, Q));
   }
-  void EndPrefixMapping(const VxXMLString& P) override { Events.push_back("end-map:" + N(P)); }
-  void IgnorableWhitespace(const VxXMLString& T) override { Events.push_back("ws:" + N(T)); }
+  void EndPrefixMapping(const VxXMLString& P) override { Push("end-map:" + N(P)); }
+  void IgnorableWhitespace(const VxXMLString& T) override { Push("ws:" + N(T)); }
   void ProcessingInstruction(const VxXMLString& T, const VxXMLString& D) override {
-    Events.push_back("pi:" + N(T) + "|" + N(D));
+    Push("pi:" + N(T) + "|" + N(D));
   }
   void SkippedEntity(const VxXMLString&) override {}
-  void StartDocument() override { Events.push_back("start-doc"); }
+  void StartDocument() override { Push("start-doc"); }
   void StartElement(const VxXMLString& U, const VxXMLString& L, const VxXMLString& Q, IVxSAXAttributes* A) override {
     std::string s = "start:" + Name(U, L, Q);
     for (int k = 0; k < A->Count(); ++k) {
@@ -46,28 +47,34 @@ class TRecorder : public TVxImplements<TVxObject, IVxSAXContentHandler, IVxSAXLe
       if (ShowAttributeLocalNames) s += "(" + N(A->GetLocalName(k)) + ")";
       if (ShowURIs && !A->GetURI(k).empty()) s += "{" + N(A->GetURI(k)) + "}";
     }
-    Events.push_back(s);
+    Push(s);
   }
   void StartPrefixMapping(const VxXMLString& P, const VxXMLString& U) override {
-    Events.push_back("map:" + N(P) + "=" + N(U));
+    Push("map:" + N(P) + "=" + N(U));
   }
-  void Comment(const VxXMLString& T) override { Events.push_back("comment:" + N(T)); }
-  void StartCDATA() override { Events.push_back("cdata{"); }
-  void StartDTD() override { Events.push_back("dtd{"); }
+  void Comment(const VxXMLString& T) override { Push("comment:" + N(T)); }
+  void StartCDATA() override { Push("cdata{"); }
+  void StartDTD() override { Push("dtd{"); }
   void StartEntity(const VxXMLString&) override {}
-  void EndCDATA() override { Events.push_back("}cdata"); }
-  void EndDTD() override { Events.push_back("}dtd"); }
+  void EndCDATA() override { Push("}cdata"); }
+  void EndDTD() override { Push("}dtd"); }
   void EndEntity(const VxXMLString&) override {}
-  void Warning(IVxSAXLocator*, const VxXMLString&) override { Events.push_back("warning"); }
-  void Error(IVxSAXLocator*, const VxXMLString&) override { Events.push_back("error"); }
+  void Warning(IVxSAXLocator*, const VxXMLString&) override { Push("warning"); }
+  void Error(IVxSAXLocator*, const VxXMLString&) override { Push("error"); }
+  void Push(std::string AEvent) {
+    if (ShowPositions && Locator)
+      AEvent += " @" + std::to_string(Locator->GetLineNr()) + ":" + std::to_string(Locator->GetColNr());
+    Events.push_back(std::move(AEvent));
+  }
   void FatalError(IVxSAXLocator* L, const VxXMLString& M) override {
     ++FatalCount;
     FatalLine = L->GetLineNr();
     FatalCol = L->GetColNr();
-    Events.push_back("fatal:" + N(M));
+    Push("fatal:" + N(M));
   }
 
  private:
+  IVxSAXLocator* Locator = nullptr;
   std::string Name(const VxXMLString& U, const VxXMLString& L, const VxXMLString& Q) {
     std::string s = N(Q);
     if (L != Q) s += "(" + N(L) + ")";
@@ -517,10 +524,25 @@ TEST_F(SAXTest, UTF8ScansAndCharacterReadingAgree) {
       "<r>\n  <a> K\xC3\xA4se &amp; \xE6\x97\xA5 </a>\n\t\r\n  <b>\x01</b></r>\n",
   };
   Rec->ShowAttributeLocalNames = true;
+  Rec->ShowPositions = true;
+  // The tail keeps enough bytes after every tag for the widest scans.
+  const std::string tail = "<!-- a tail long enough for every scan to look ahead in one piece -->";
   for (const char* doc : docs) {
     SCOPED_TRACE(doc);
     EXPECT_EQ(ParseXML(VxUTF8ToUTF16(doc)), ParseXMLUTF8(doc));
+    EXPECT_EQ(ParseXML(VxUTF8ToUTF16(doc + tail)), ParseXMLUTF8(doc + tail));
   }
+  // Names and values of every length from 0 to 40, ASCII and not, at every offset of a tag.
+  std::string lengths = "<r>";
+  for (int n = 0; n <= 40; ++n) {
+    const std::string v(static_cast<size_t>(n), static_cast<char>('a' + n % 26));
+    std::string w;
+    for (int k = 0; k < n; ++k) w += k == 0 || k == n - 1 ? "\xC3\xA4" : "w";
+    lengths += "<e" + std::to_string(n) + " " + v + "n=\"" + v + "\"" + std::string(static_cast<size_t>(n % 4), ' ') + "\n" +
+               "w='" + w + "' x=\"" + w + "\"y=''/>" + v + "\n";
+  }
+  lengths += "</r>" + tail;
+  EXPECT_EQ(ParseXML(VxUTF8ToUTF16(lengths)), ParseXMLUTF8(lengths));
   for (const char* bad : {"<r a=\"1\" b/>", "<r a=\"1\" <x/>", "<r a=\"1", "<r a", "<r a=\"1\" b=>"}) {
     SCOPED_TRACE(bad);
     std::string utf8, utf16;

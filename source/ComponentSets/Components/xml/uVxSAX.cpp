@@ -53,8 +53,8 @@ void RenewIfKept(TVxSAXXMAttributes*& AList) {
   char16_t* out = AOut.data();
   size_t k = 0;
 #if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
   if (n >= 8) {
-    const __m128i zero = _mm_setzero_si128();
     for (;;) {
       if (k + 8 > n) k = n - 8;
       const __m128i block = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(AStart + k));
@@ -62,6 +62,18 @@ void RenewIfKept(TVxSAXXMAttributes*& AList) {
       _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), _mm_unpacklo_epi8(block, zero));
       k += 8;
       if (k >= n) return;
+    }
+  } else if (n >= 4) {
+    // Four to seven bytes: the first four and the last four, overlapping.
+    uint32_t head, tail;
+    std::memcpy(&head, AStart, 4);
+    std::memcpy(&tail, AStop - 4, 4);
+    if (((head | tail) & 0x80808080u) == 0) {
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(out),
+                       _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int>(head)), zero));
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(out + n - 4),
+                       _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int>(tail)), zero));
+      return;
     }
   }
 #endif
@@ -594,6 +606,10 @@ void TVxSAXXMLReader::AfterRootElement() {
 
 
 namespace {
+// Bytes a tag's attributes leave before the window's end: then moving the cursor onto any of
+// them does not read ahead, and the scanned positions stay valid while they are reported.
+constexpr ptrdiff_t cRoomAfterTag = 4;
+
 // An ASCII character that may start an element name; other starts go the general way.
 inline bool IsASCIINameStart(uint8_t AByte) { return ((AByte | 0x20) >= 'a' && (AByte | 0x20) <= 'z') || AByte == '_'; }
 
@@ -652,7 +668,7 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
     } else {
       if (*q != '/' && *q != '>') {
         close = ScanAttributesUTF8(q, e);
-        if (!close) return any;
+        if (!close || e - close < cRoomAfterTag) return any;
         hasAttributes = true;
       }
       gt = close;
@@ -708,10 +724,11 @@ const uint8_t* TVxSAXXMLReader::ScanAttributesUTF8(const uint8_t* AFrom, const u
   // character is ASCII, so no UTF-8 sequence hides one).
   const uint8_t* s = AFrom;
   const uint8_t* const e = AEnd;
-  FAttrSlices.clear();
+  FSliceCount = 0;
   for (;;) {
     if (s == e) return nullptr;
     if (*s == '>' || *s == '/') return s;
+    if (ScanPlainAttribute(s, e)) continue;
     TAttrSlice a{};
     const uint8_t* nameStart = s;
     s = ScanAttrName(s, e);
@@ -740,8 +757,55 @@ const uint8_t* TVxSAXXMLReader::ScanAttributesUTF8(const uint8_t* AFrom, const u
     if (s == e) return nullptr;
     a.ValueE = s;
     s = SkipAfterValue(s, e);
-    FAttrSlices.push_back(a);
+    NewSlice() = a;
   }
+}
+
+bool TVxSAXXMLReader::ScanPlainAttribute(const uint8_t*& AFrom, const uint8_t* AEnd) {
+#if defined(__SSE2__)
+  // The usual case, name="value" (or with apostrophes) followed by blanks and the start of
+  // what comes next, all inside 32 bytes: one set of masks over the 32 bytes answers every
+  // step of the general scan below.
+  const uint8_t* s = AFrom;
+  if (AEnd - s < 32) return false;
+  auto masks = [](const uint8_t* AAt, uint32_t& AName, uint32_t& ADQuote, uint32_t& ASQuote, uint32_t& ABlank) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AAt));
+    AName = static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(Lanes(v, '='), Lanes(v, ':')),
+                                                                 _mm_or_si128(Lanes(v, '>'), Lanes(v, '<')))));
+    ADQuote = static_cast<uint32_t>(_mm_movemask_epi8(Lanes(v, '"')));
+    ASQuote = static_cast<uint32_t>(_mm_movemask_epi8(Lanes(v, '\'')));
+    ABlank = static_cast<uint32_t>(
+        _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_subs_epu8(v, _mm_set1_epi8(32)), _mm_setzero_si128())));
+  };
+  uint32_t name0, dq0, sq0, blank0, name1, dq1, sq1, blank1;
+  masks(s, name0, dq0, sq0, blank0);
+  masks(s + 16, name1, dq1, sq1, blank1);
+  const uint32_t name = name0 | name1 << 16;
+  if (!name) return false;
+  const unsigned eq = static_cast<unsigned>(__builtin_ctz(name));
+  if (s[eq] != '=' || eq + 2 >= 32 || (s[eq + 1] != '"' && s[eq + 1] != '\'')) return false;
+  const uint32_t dq = dq0 | dq1 << 16, sq = sq0 | sq1 << 16;
+  const uint32_t closing = (s[eq + 1] == '"' ? dq : sq) >> (eq + 2);
+  if (!closing) return false;
+  const unsigned close = eq + 2 + static_cast<unsigned>(__builtin_ctz(closing));
+  const uint32_t next = ~(blank0 | blank1 << 16 | dq | sq) >> close;
+  if (!next) return false;
+  TAttrSlice& a = NewSlice();
+  a.PrefixB = a.PrefixE = nullptr;
+  a.LocalB = s;
+  a.LocalE = s + eq;
+  TrimBytes(a.LocalB, a.LocalE);
+  a.QNameB = a.LocalB;
+  a.QNameE = a.LocalE;
+  a.ValueB = s + eq + 2;
+  a.ValueE = s + close;
+  AFrom = s + close + __builtin_ctz(next);
+  return true;
+#else
+  (void)AFrom;
+  (void)AEnd;
+  return false;
+#endif
 }
 
 void TVxSAXXMLReader::ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel) {
@@ -760,15 +824,24 @@ void TVxSAXXMLReader::ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel) 
 
 void TVxSAXXMLReader::CommitAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel) {
   // In order, so each attribute sees the declarations made before it.
-  for (const TAttrSlice& a : FAttrSlices) {
+  for (size_t k = 0; k < FSliceCount; ++k) {
+    const TAttrSlice& a = FAttrSlices[k];
     TVxSAXAttribute& attr = AAttributes.AddEmpty();
     AssignUTF8(a.LocalB, a.LocalE, attr.LocalName);
     AssignUTF8(a.QNameB, a.QNameE, attr.QName);
+    AssignUTF8(a.ValueB, a.ValueE, attr.Value);
+    // Without a prefix or any declaration in scope the URI is empty.
+    if (!a.PrefixB && FNamespaces.Count() == 0 && !IsXMLNS(attr.QName)) {
+      attr.URI.clear();
+      continue;
+    }
     if (a.PrefixB)
       AssignUTF8(a.PrefixB, a.PrefixE, FAttrPrefix);
     else
       FAttrPrefix.clear();
-    AssignUTF8(a.ValueB, a.ValueE, attr.Value);
+    // A declaration is reported with the cursor on the value's closing quote, as the character
+    // operations have it (the scan left room after the tag, so the window does not move).
+    Cursor()->SetWindowCur(a.ValueE);
     ResolveAttribute(attr, ALevel);
   }
 }
@@ -777,7 +850,7 @@ bool TVxSAXXMLReader::ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int A
   TVxXMLParser* p = Cursor();
   if (p->CharacterSetType() != cstUTF8) return false;
   const uint8_t* close = ScanAttributesUTF8(p->WindowCur(), p->WindowEnd());
-  if (!close) return false;
+  if (!close || p->WindowEnd() - close < cRoomAfterTag) return false;
   CommitAttributesUTF8(AAttributes, ALevel);
   p->ClearMark(ptMark1);
   p->ClearMark(ptMark2);

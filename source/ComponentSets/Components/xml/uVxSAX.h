@@ -447,6 +447,9 @@ class TVxSAXXMLReader : public TVxSAXReader {
   // or nullptr. CommitAttributesUTF8 then decodes them and makes their declarations.
   const uint8_t* ScanAttributesUTF8(const uint8_t* AFrom, const uint8_t* AEnd);
   void CommitAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel);
+  // One unprefixed attribute with its value and the blanks after it, in a single step; false
+  // (nothing done) when the general scan must read it.
+  bool ScanPlainAttribute(const uint8_t*& AFrom, const uint8_t* AEnd);
   // The URI of an attribute, and the declaration it makes.
   void ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel);
   void Select(TVxTextParserPosType AFrom, TVxTextParserPosType ATo, VxXMLString& AOut) {
@@ -470,7 +473,12 @@ class TVxSAXXMLReader : public TVxSAXReader {
   struct TAttrSlice {
     const uint8_t *PrefixB, *PrefixE, *LocalB, *LocalE, *QNameB, *QNameE, *ValueB, *ValueE;
   };
-  std::vector<TAttrSlice> FAttrSlices;
+  std::vector<TAttrSlice> FAttrSlices;  // [0, FSliceCount) in use; the rest kept for reuse
+  size_t FSliceCount = 0;
+  TAttrSlice& NewSlice() {
+    if (FSliceCount == FAttrSlices.size()) FAttrSlices.resize(FAttrSlices.size() * 2 + 8);
+    return FAttrSlices[FSliceCount++];
+  }
 };
 
 // ---------------------------------------------------------------------------------------------
