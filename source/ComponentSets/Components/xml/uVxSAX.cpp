@@ -49,7 +49,10 @@ void RenewIfKept(TVxSAXXMAttributes*& AList) {
 [[gnu::always_inline]] inline void AssignUTF8(const uint8_t* AStart, const uint8_t* AStop, VxXMLString& AOut) {
   const auto n = static_cast<size_t>(AStop - AStart);
   // Names and values repeat in length from tag to tag: then the storage is simply overwritten.
-  if (AOut.size() != n) AOut.resize(n);
+  if (n < AOut.size())
+    AOut.erase(n);  // inline, where resize is a call
+  else if (n > AOut.size())
+    AOut.resize(n);
   char16_t* out = AOut.data();
   size_t k = 0;
 #if defined(__SSE2__)
@@ -780,9 +783,18 @@ bool TVxSAXXMLReader::ScanPlainAttribute(const uint8_t*& AFrom, const uint8_t* A
   uint32_t name0, dq0, sq0, blank0, name1, dq1, sq1, blank1;
   masks(s, name0, dq0, sq0, blank0);
   masks(s + 16, name1, dq1, sq1, blank1);
-  const uint32_t name = name0 | name1 << 16;
+  uint32_t name = name0 | name1 << 16;
   if (!name) return false;
-  const unsigned eq = static_cast<unsigned>(__builtin_ctz(name));
+  unsigned eq = static_cast<unsigned>(__builtin_ctz(name));
+  // One prefix, as in xml:lang="en".
+  unsigned colon = 0;
+  const bool prefixed = s[eq] == ':' && eq + 1 < 32 && s[eq + 1] != ':';
+  if (prefixed) {
+    colon = eq;
+    name &= name - 1;
+    if (!name) return false;
+    eq = static_cast<unsigned>(__builtin_ctz(name));
+  }
   if (s[eq] != '=' || eq + 2 >= 32 || (s[eq + 1] != '"' && s[eq + 1] != '\'')) return false;
   const uint32_t dq = dq0 | dq1 << 16, sq = sq0 | sq1 << 16;
   const uint32_t closing = (s[eq + 1] == '"' ? dq : sq) >> (eq + 2);
@@ -791,12 +803,21 @@ bool TVxSAXXMLReader::ScanPlainAttribute(const uint8_t*& AFrom, const uint8_t* A
   const uint32_t next = ~(blank0 | blank1 << 16 | dq | sq) >> close;
   if (!next) return false;
   TAttrSlice& a = NewSlice();
-  a.PrefixB = a.PrefixE = nullptr;
-  a.LocalB = s;
-  a.LocalE = s + eq;
-  TrimBytes(a.LocalB, a.LocalE);
-  a.QNameB = a.LocalB;
-  a.QNameE = a.LocalE;
+  a.QNameB = s;
+  a.QNameE = s + eq;
+  TrimBytes(a.QNameB, a.QNameE);
+  if (prefixed) {
+    a.PrefixB = s;
+    a.PrefixE = s + colon;
+    TrimBytes(a.PrefixB, a.PrefixE);
+    a.LocalB = s + colon + 1;
+    a.LocalE = s + eq;
+    TrimBytes(a.LocalB, a.LocalE);
+  } else {
+    a.PrefixB = a.PrefixE = nullptr;
+    a.LocalB = a.QNameB;
+    a.LocalE = a.QNameE;
+  }
   a.ValueB = s + eq + 2;
   a.ValueE = s + close;
   AFrom = s + close + __builtin_ctz(next);

@@ -447,8 +447,8 @@ class TVxSAXXMLReader : public TVxSAXReader {
   // or nullptr. CommitAttributesUTF8 then decodes them and makes their declarations.
   const uint8_t* ScanAttributesUTF8(const uint8_t* AFrom, const uint8_t* AEnd);
   void CommitAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel);
-  // One unprefixed attribute with its value and the blanks after it, in a single step; false
-  // (nothing done) when the general scan must read it.
+  // One attribute without or with one prefix, its value and the blanks after it, in a single
+  // step; false (nothing done) when the general scan must read it.
   bool ScanPlainAttribute(const uint8_t*& AFrom, const uint8_t* AEnd);
   // The URI of an attribute, and the declaration it makes.
   void ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel);
