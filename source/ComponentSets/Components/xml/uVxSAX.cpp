@@ -843,6 +843,8 @@ void TVxSAXXMLReader::ResolveAttribute(TVxSAXAttribute& AAttribute, int ALevel) 
   }
 }
 
+void TVxSAXXMLReader::GrowSlices() { FAttrSlices.resize(FAttrSlices.size() * 2 + 8); }
+
 void TVxSAXXMLReader::CommitAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel) {
   // In order, so each attribute sees the declarations made before it.
   for (size_t k = 0; k < FSliceCount; ++k) {

@@ -439,7 +439,8 @@ class TVxSAXXMLReader : public TVxSAXReader {
   // ParseContentUTF8 reads the ordinary constructs of the content (start and end tags, text)
   // one after another while they lie inside the window, and answers whether it read any. It
   // stops before anything else: "<!", "<?", a name that does not start with an ASCII letter or
-  // "_", the end tag that closes the root, or a malformed tag.
+  // "_", the end tag that closes the root, a malformed tag, or a tag with attributes that ends
+  // within four bytes of the window's end.
   bool ParseContentUTF8(int& ADepth);
   bool ParseAttributesUTF8(TVxSAXXMAttributes& AAttributes, int ALevel);
   bool ParseCharactersUTF8();
@@ -475,10 +476,11 @@ class TVxSAXXMLReader : public TVxSAXReader {
   };
   std::vector<TAttrSlice> FAttrSlices;  // [0, FSliceCount) in use; the rest kept for reuse
   size_t FSliceCount = 0;
-  TAttrSlice& NewSlice() {
-    if (FSliceCount == FAttrSlices.size()) FAttrSlices.resize(FAttrSlices.size() * 2 + 8);
+  [[gnu::always_inline]] TAttrSlice& NewSlice() {
+    if (FSliceCount == FAttrSlices.size()) GrowSlices();
     return FAttrSlices[FSliceCount++];
   }
+  void GrowSlices();
 };
 
 // ---------------------------------------------------------------------------------------------
