@@ -96,6 +96,7 @@ void TrimBytes(const uint8_t*& AStart, const uint8_t*& AStop) {
 
 // Stop characters of the tag scans.
 constexpr TVxAnsiCharSet cElementNameEnd = cBlanks + TVxAnsiCharSet{':', '<', '>', '/'};
+constexpr TVxAnsiCharSet cElementLocalEnd = cBlanks + TVxAnsiCharSet{'>', '/'};
 constexpr TVxAnsiCharSet cAttrNameEnd{'=', ':', '>', '<'};
 constexpr TVxAnsiCharSet cAttrLocalEnd{'=', '>', '<'};
 constexpr TVxAnsiCharSet cAttrValueStart{'\'', '"', '>', '<'};
@@ -517,7 +518,7 @@ void TVxSAXXMLReader::ParseMarkupDeclaration(bool AInProlog) {
 
 void TVxSAXXMLReader::ParseElement(int& ADepth) {
   static constexpr const TVxAnsiCharSet& nameEnd = cElementNameEnd;
-  static constexpr TVxAnsiCharSet localEnd = cBlanks + TVxAnsiCharSet{'>', '/'};
+  static constexpr const TVxAnsiCharSet& localEnd = cElementLocalEnd;
   TVxXMLParser* p = Cursor();
   StoreLineCol();
   p->CheckCurrChar(u'<', true);
@@ -656,7 +657,7 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
     if (*q == ':') {
       prefixE = q++;
       if (q == e || !IsASCIINameStart(*q)) return any;
-      q = ScanUntil(q, e, cBlanks + TVxAnsiCharSet{'>', '/'});
+      q = ScanUntil(q, e, cElementLocalEnd);
       if (q == e) return any;
     }
     const uint8_t* const nameE = q;
@@ -676,8 +677,8 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
       }
       gt = close;
       if (*close == '/') {
-        gt = ScanUntil(close, e, TVxAnsiCharSet{'>'});
-        if (gt == e) return any;
+        gt = static_cast<const uint8_t*>(std::memchr(close, '>', static_cast<size_t>(e - close)));
+        if (!gt) return any;
       }
     }
     // Report it.
