@@ -49,7 +49,7 @@ bool NumericValue(const TVxVariant& AValue, bool AFromText, long double& AOut) {
       VxString text = AValue.VarType() == varUString ? std::get<VxString>(d) : VxUTF8ToUTF16(std::get<std::string>(d));
       double v;
       if (!VxTryStrToFloat(text, v)) return false;
-      AOut = v;
+      AOut = static_cast<long double>(v);
       return true;
     }
     default:

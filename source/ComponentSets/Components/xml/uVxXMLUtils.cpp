@@ -57,8 +57,9 @@ size_t FindEscape(const C* AText, size_t AFrom, size_t ALength, uint64_t AMask) 
 #endif
   // Four units per round keep the loop's branch cheap on long ordinary runs.
   for (; i + 4 <= ALength; i += 4) {
-    if (NeedsEscape(AText[i], AMask) | NeedsEscape(AText[i + 1], AMask) | NeedsEscape(AText[i + 2], AMask) |
-        NeedsEscape(AText[i + 3], AMask))
+    // Bitwise on purpose: one branch for the four tests.
+    if (unsigned{NeedsEscape(AText[i], AMask)} | unsigned{NeedsEscape(AText[i + 1], AMask)} |
+        unsigned{NeedsEscape(AText[i + 2], AMask)} | unsigned{NeedsEscape(AText[i + 3], AMask)})
       break;
   }
   for (; i < ALength; ++i)
@@ -281,7 +282,7 @@ int64_t VariantInt(const TVxVariant& AValue) {
 long double VariantFloat(const TVxVariant& AValue) {
   const auto& d = AValue.Data();
   if (auto* x = std::get_if<long double>(&d)) return *x;
-  if (auto* f = std::get_if<double>(&d)) return *f;
+  if (auto* f = std::get_if<double>(&d)) return static_cast<long double>(*f);
   return static_cast<long double>(VariantInt(AValue));
 }
 
