@@ -528,7 +528,7 @@ TEST_F(SAXTest, UTF8ScansAndCharacterReadingAgree) {
       "<r a=\"1\" b='2'/>",
       "<r\n\ta = \"1\"\n\tb\t=\t'x>y'  c=\"it's\"''\"\"/>",
       "<p:r xmlns:p=\"urn:p\" p:a=\"1\" q:b=\"2\" xmlns=\"urn:d\" p::c=\"3\"><p:s p:x=\"\"/></p:r>",
-      "<r a=\"\xC3\xA4\xE6\x97\xA5\" \xC3\xA4" "b=\"v\" \xE6\x97\xA5:c=\"w\"/>",
+      "<r a=\"\xC3\xA4\xE6\x97\xA5\" \xC3\xA4\x62=\"v\" \xE6\x97\xA5:c=\"w\"/>",  // \x62: "b"
       "<r a=\"1\"b=\"2\"></r >",
       "<r  x:a=\"1\" xmlns:X=\"u\"/>",
       "<r>text<e a=\"1\">more</e><f/></r>",

@@ -272,7 +272,7 @@ TEST(NumberTexts, EveryTypeRoundTrips) {
     EXPECT_EQ(VxXMLToDouble(VxDoubleToXML(d)), d) << U8(VxDoubleToXML(d));
     float f = static_cast<float>(d);
     if (std::isfinite(f)) {
-      EXPECT_EQ(VxXMLToSingle(VxDoubleToXML(f)), f);
+      EXPECT_EQ(VxXMLToSingle(VxDoubleToXML(static_cast<double>(f))), f);
     }
   }
   for (long double x : {0.1L, 1.0L / 3.0L, 1e-4000L, std::numeric_limits<long double>::max(), -2.5L})
