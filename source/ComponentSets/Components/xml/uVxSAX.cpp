@@ -130,6 +130,11 @@ inline __m128i BlankLanes(__m128i AValue) {
   return _mm_cmpeq_epi8(_mm_subs_epu8(AValue, _mm_set1_epi8(32)), _mm_setzero_si128());
 }
 inline __m128i Lanes(__m128i AValue, char AChar) { return _mm_cmpeq_epi8(AValue, _mm_set1_epi8(AChar)); }
+// Lanes holding "=", ":", ">" or "<": the end of an attribute name.
+inline __m128i AttrNameEndLanes(__m128i AValue) {
+  return _mm_or_si128(_mm_or_si128(Lanes(AValue, '='), Lanes(AValue, ':')),
+                      _mm_or_si128(Lanes(AValue, '>'), Lanes(AValue, '<')));
+}
 #endif
 
 // First blank (up to 32), ":", "<", ">" or "/" at or after AFrom, or AEnd: the end of an
@@ -148,10 +153,7 @@ inline const uint8_t* ScanElementName(const uint8_t* AFrom, const uint8_t* AEnd)
 // First "=", ":", ">" or "<" at or after AFrom, or AEnd: the end of an attribute name.
 inline const uint8_t* ScanAttrName(const uint8_t* AFrom, const uint8_t* AEnd) {
 #if defined(__SSE2__)
-  if (const uint8_t* hit = FindInBlocks(AFrom, AEnd, [](__m128i v) {
-        return _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(Lanes(v, '='), Lanes(v, ':')),
-                                              _mm_or_si128(Lanes(v, '>'), Lanes(v, '<'))));
-      }))
+  if (const uint8_t* hit = FindInBlocks(AFrom, AEnd, [](__m128i v) { return _mm_movemask_epi8(AttrNameEndLanes(v)); }))
     return hit;
 #endif
   return ScanUntil(AFrom, AEnd, cAttrNameEnd);
@@ -549,11 +551,8 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
 
   bool emptyElement = false;
   if (endTag) {
-    const VxXMLString& uri = FNamespaces.GetURI(FPrefix);
     p->CheckCurrChar(u'>', true);
-    FContentHandler->EndElement(uri, FLocalName, FQName);
-    FNamespaces.RemoveLevel(ADepth);
-    --ADepth;
+    ReportEndTag(ADepth);
   } else {
     ++ADepth;
     TVxSAXXMAttributes* list = FEmptyAttributes;
@@ -564,15 +563,10 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
     }
     if (!p->Eof() && (p->CurrUnit() == u'/' || p->CurrUnit() == u'>')) {
       emptyElement = p->CurrUnit() == u'/';
-      const VxXMLString& uri = FNamespaces.GetURI(FPrefix);
-      FContentHandler->StartElement(uri, FLocalName, FQName, list);
-      if (emptyElement) {
-        FContentHandler->EndElement(uri, FLocalName, FQName);
-        FNamespaces.RemoveLevel(ADepth);
-        --ADepth;
-      }
+      ReportStartTag(list, emptyElement, ADepth);
+    } else if (list == FAttributes) {
+      RenewIfKept(FAttributes);
     }
-    if (list == FAttributes) RenewIfKept(FAttributes);
   }
   p->SkipWhile(skUntilEqual, u'>');
   if (ADepth == 0 && !emptyElement) {
@@ -581,6 +575,23 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
   }
   p->NextChar();
   if (!p->Eof() && p->CurrUnit() != u'<') ParseCharacters();
+}
+
+void TVxSAXXMLReader::ReportEndTag(int& ADepth) {
+  FContentHandler->EndElement(FNamespaces.GetURI(FPrefix), FLocalName, FQName);
+  FNamespaces.RemoveLevel(ADepth);
+  --ADepth;
+}
+
+void TVxSAXXMLReader::ReportStartTag(TVxSAXXMAttributes* AList, bool AEmpty, int& ADepth) {
+  const VxXMLString& uri = FNamespaces.GetURI(FPrefix);
+  FContentHandler->StartElement(uri, FLocalName, FQName, AList);
+  if (AEmpty) {
+    FContentHandler->EndElement(uri, FLocalName, FQName);
+    FNamespaces.RemoveLevel(ADepth);
+    --ADepth;
+  }
+  if (AList == FAttributes) RenewIfKept(FAttributes);
 }
 
 void TVxSAXXMLReader::AfterRootElement() {
@@ -696,9 +707,7 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
     AssignUTF8(nameB, nameE, FQName);
     if (endTag) {
       p->SetWindowCur(close);
-      FContentHandler->EndElement(FNamespaces.GetURI(FPrefix), FLocalName, FQName);
-      FNamespaces.RemoveLevel(ADepth);
-      --ADepth;
+      ReportEndTag(ADepth);
     } else {
       ++ADepth;
       TVxSAXXMAttributes* list = FEmptyAttributes;
@@ -708,14 +717,7 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
         CommitAttributesUTF8(*list, ADepth);
       }
       p->SetWindowCur(close);
-      const VxXMLString& uri = FNamespaces.GetURI(FPrefix);
-      FContentHandler->StartElement(uri, FLocalName, FQName, list);
-      if (close != gt) {
-        FContentHandler->EndElement(uri, FLocalName, FQName);
-        FNamespaces.RemoveLevel(ADepth);
-        --ADepth;
-      }
-      if (list == FAttributes) RenewIfKept(FAttributes);
+      ReportStartTag(list, close != gt, ADepth);
     }
     // The window may have moved while the handlers ran: step on from the cursor.
     p->SetWindowCur(p->WindowCur() + skip);
@@ -774,12 +776,10 @@ bool TVxSAXXMLReader::ScanPlainAttribute(const uint8_t*& AFrom, const uint8_t* A
   if (AEnd - s < 32) return false;
   auto masks = [](const uint8_t* AAt, uint32_t& AName, uint32_t& ADQuote, uint32_t& ASQuote, uint32_t& ABlank) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(AAt));
-    AName = static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(Lanes(v, '='), Lanes(v, ':')),
-                                                                 _mm_or_si128(Lanes(v, '>'), Lanes(v, '<')))));
+    AName = static_cast<uint32_t>(_mm_movemask_epi8(AttrNameEndLanes(v)));
     ADQuote = static_cast<uint32_t>(_mm_movemask_epi8(Lanes(v, '"')));
     ASQuote = static_cast<uint32_t>(_mm_movemask_epi8(Lanes(v, '\'')));
-    ABlank = static_cast<uint32_t>(
-        _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_subs_epu8(v, _mm_set1_epi8(32)), _mm_setzero_si128())));
+    ABlank = static_cast<uint32_t>(_mm_movemask_epi8(BlankLanes(v)));
   };
   uint32_t name0, dq0, sq0, blank0, name1, dq1, sq1, blank1;
   masks(s, name0, dq0, sq0, blank0);

@@ -463,6 +463,11 @@ class TVxSAXXMLReader : public TVxSAXReader {
   void SendCharacters(TVxTextParserPosType AFrom, TVxTextParserPosType ATo);
   void SendWhitespace(TVxTextParserPosType AFrom, TVxTextParserPosType ATo);
   void AfterRootElement();
+  // The events of a tag whose names are in FPrefix/FLocalName/FQName: EndElement and the end
+  // of its declarations; StartElement with AList, and for an empty element its end as well.
+  // Both keep ADepth; a kept attribute list is let go afterwards.
+  void ReportEndTag(int& ADepth);
+  void ReportStartTag(TVxSAXXMAttributes* AList, bool AEmpty, int& ADepth);
 
   bool FSingleRoot = true;
   TVxSAXNamespaceList FNamespaces;
