@@ -93,8 +93,9 @@ class TVxIntf {
  public:
   TVxIntf() noexcept = default;
   TVxIntf(std::nullptr_t) noexcept {}
-  /// Takes a new reference to AIntf.
-  TVxIntf(I* AIntf) noexcept : FPtr(AIntf) {
+  /// Takes a new reference to AIntf. Explicit, so a raw pointer (say, the address of an object
+  /// on the stack) never slips into a counted slot unnoticed; create objects with VxMake.
+  explicit TVxIntf(I* AIntf) noexcept : FPtr(AIntf) {
     if (FPtr) FPtr->_AddRef();
   }
   TVxIntf(const TVxIntf& AOther) noexcept : TVxIntf(AOther.FPtr) {}
@@ -144,6 +145,15 @@ class TVxIntf {
  private:
   I* FPtr = nullptr;
 };
+
+/// Creates a reference-counted object of class T on the heap and answers the first reference
+/// to it, in the manner of std::make_shared: the object lives until the last reference goes.
+/// T must delete itself at count 0 (TVxObject's default); objects whose owner frees them
+/// (readers, components, tree nodes) are not made this way.
+template <class T, class... TArgs>
+TVxIntf<T> VxMake(TArgs&&... AArgs) {
+  return TVxIntf<T>(new T(std::forward<TArgs>(AArgs)...));
+}
 
 /// Queries AIntf for the interface J; an empty reference when it is not supported.
 template <class J, class I>

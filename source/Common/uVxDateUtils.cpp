@@ -1,6 +1,8 @@
 // uVxDateUtils: civil-date arithmetic, ISO 8601 texts, zone conversion and durations.
 #include "uVxDateUtils.h"
 
+#include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <ctime>
 
@@ -62,11 +64,18 @@ bool Expect(std::u16string_view S, size_t& AAt, char16_t AChar) {
   return false;
 }
 
-// Seconds since the epoch of a broken-down UTC time, independent of the local zone.
+// Whole seconds since the epoch of a date-time read as UTC, rounded down: a zone's rules change
+// at whole seconds, so 01:59:59.999 still belongs to the second before 02:00:00.
 time_t UTCSeconds(TDateTime AValue) {
-  return static_cast<time_t>(std::llround((AValue - cVxUnixEpoch) * 86400.0));
+  return static_cast<time_t>(std::floor((VxDateTimeToDayCount(AValue) - cVxUnixEpoch) * 86400.0));
 }
 
+// Milliseconds since 30 December 1899 on the continuous count, rounded to the nearest.
+int64_t TotalMilliseconds(TDateTime AValue) {
+  return static_cast<int64_t>(std::llround(VxDateTimeToDayCount(AValue) * 86400000.0));
+}
+
+int64_t FloorDiv(int64_t A, int64_t B) { return A / B - ((A % B != 0) && ((A < 0) != (B < 0))); }
 
 }  // namespace
 
@@ -93,16 +102,31 @@ TDateTime VxEncodeDateTime(int AYear, int AMonth, int ADay, int AHour, int AMinu
   return date < 0 ? date - time : date + time;
 }
 
+double VxDateTimeToDayCount(TDateTime AValue) {
+  if (AValue >= 0) return AValue;
+  const double day = std::trunc(AValue);
+  return day + std::fabs(AValue - day);
+}
+
+TDateTime VxDayCountToDateTime(double ADays) {
+  const double day = std::floor(ADays);
+  const double time = ADays - day;
+  return day >= 0 ? day + time : day - time;
+}
+
+TDateTime VxIncMinutes(TDateTime AValue, double AMinutes) {
+  return VxDayCountToDateTime(VxDateTimeToDayCount(AValue) + AMinutes / 1440.0);
+}
+
 void VxDecodeDate(TDateTime AValue, int& AYear, int& AMonth, int& ADay) {
-  // Milliseconds decide: 23:59:59.9996 belongs to the next day.
-  double ms = std::round(std::fabs(AValue - std::trunc(AValue)) * 86400000.0);
-  int64_t days = static_cast<int64_t>(std::trunc(AValue));
-  if (ms >= 86400000.0) days += AValue < 0 ? -1 : 1;
-  CivilFromDays(days - 25569, AYear, AMonth, ADay);
+  // On the continuous count, rounded to milliseconds: 23:59:59.9996 belongs to the next day,
+  // before 1899 as after.
+  CivilFromDays(FloorDiv(TotalMilliseconds(AValue), 86400000) - 25569, AYear, AMonth, ADay);
 }
 
 void VxDecodeTime(TDateTime AValue, int& AHour, int& AMinute, int& ASecond, int& AMilliSecond) {
-  auto ms = static_cast<int64_t>(std::round(std::fabs(AValue - std::trunc(AValue)) * 86400000.0)) % 86400000;
+  const int64_t total = TotalMilliseconds(AValue);
+  const int64_t ms = total - FloorDiv(total, 86400000) * 86400000;
   AHour = static_cast<int>(ms / 3600000);
   AMinute = static_cast<int>(ms / 60000 % 60);
   ASecond = static_cast<int>(ms / 1000 % 60);
@@ -113,7 +137,7 @@ TDateTime TVxDateTimeParts::ToDateTime() const {
   double time = (Hour * 3600.0 + Minute * 60.0 + Second + Fraction) / 86400.0;
   if (!HasDate) return time;
   double date = static_cast<double>(DaysFromCivil(Year, static_cast<unsigned>(Month), static_cast<unsigned>(Day)) + 25569);
-  return date < 0 ? date - time : date + time;
+  return VxDayCountToDateTime(date + time);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -221,25 +245,28 @@ VxString VxDateTimeToISO(TDateTime AValue) {
 
 int VxCalcTimeZoneOffset(TDateTime ALocal) {
   // Read the local wall-clock fields as if they were UTC, let mktime find the real instant.
+  tzset();  // a changed TZ takes effect at once
   time_t asUTC = UTCSeconds(ALocal);
   struct tm fields {};
   gmtime_r(&asUTC, &fields);
   fields.tm_isdst = -1;
+  errno = 0;
   time_t instant = mktime(&fields);
-  if (instant == static_cast<time_t>(-1)) return 0;
+  // -1 is also the instant one second before the epoch; only errno tells a failure.
+  if (instant == static_cast<time_t>(-1) && errno != 0) return 0;
   struct tm local {};
   localtime_r(&instant, &local);
   return static_cast<int>(local.tm_gmtoff / 60);
 }
 
-TDateTime VxLocalToUTC(TDateTime ALocal) { return ALocal - VxCalcTimeZoneOffset(ALocal) / 1440.0; }
+TDateTime VxLocalToUTC(TDateTime ALocal) { return VxIncMinutes(ALocal, -VxCalcTimeZoneOffset(ALocal)); }
 
 TDateTime VxUTCToLocal(TDateTime AUTC) {
-  double whole = std::floor((AUTC - cVxUnixEpoch) * 86400.0);
-  time_t seconds = static_cast<time_t>(whole);
+  tzset();  // localtime_r need not read TZ again by itself
+  time_t seconds = UTCSeconds(AUTC);
   struct tm local {};
   if (!localtime_r(&seconds, &local)) return AUTC;
-  return AUTC + static_cast<double>(local.tm_gmtoff) / 86400.0;
+  return VxIncMinutes(AUTC, static_cast<double>(local.tm_gmtoff) / 60.0);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -255,7 +282,12 @@ VxString VxEncodeDuration(const TVxDuration& ADuration) {
     s += u'T';
     if (ADuration.Hours) s += VxFormat(u"%dH", ADuration.Hours);
     if (ADuration.Minutes) s += VxFormat(u"%dM", ADuration.Minutes);
-    if (ADuration.Seconds != 0) s += VxFloatToStr(ADuration.Seconds) + u"S";
+    if (ADuration.Seconds != 0) {
+      // Fixed notation, shortest digits: XML Schema has no exponents in durations.
+      char buf[512];
+      auto res = std::to_chars(buf, buf + sizeof buf, ADuration.Seconds, std::chars_format::fixed);
+      s += VxASCIIToUTF16(std::string_view(buf, static_cast<size_t>(res.ptr - buf))) + u"S";
+    }
   }
   if (s.size() <= 2) s += u"T0S";
   return s;

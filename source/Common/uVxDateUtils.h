@@ -19,6 +19,15 @@ TDateTime VxEncodeTime(int AHour, int AMinute, int ASecond, int AMilliSecond);
 /// Date plus time (the time is added in the direction of the date, as TDateTime does for days
 /// before 30 December 1899).
 TDateTime VxEncodeDateTime(int AYear, int AMonth, int ADay, int AHour, int AMinute, int ASecond, int AMilliSecond);
+/// The continuous day count of a date-time: days since 30 December 1899 with the time of day
+/// counted forward. Before that date TDateTime counts its fraction backwards from the day
+/// (-1.25 is 29 December 06:00), the day count does not (-0.75): shifts and rounding are done
+/// on the count, so they work the same on both sides of day 0.
+double VxDateTimeToDayCount(TDateTime AValue);
+/// The date-time of a continuous day count (inverse of VxDateTimeToDayCount).
+TDateTime VxDayCountToDateTime(double ADays);
+/// Moves a date-time by a number of minutes (fractions allowed) on the continuous count.
+TDateTime VxIncMinutes(TDateTime AValue, double AMinutes);
 /// Splits the date part.
 void VxDecodeDate(TDateTime AValue, int& AYear, int& AMonth, int& ADay);
 /// Splits the time part (rounded to milliseconds).
@@ -55,7 +64,8 @@ VxString VxEncodeISODateTime(const TVxDateTimeParts& AParts);
 /// A TDateTime as "YYYY-MM-DDThh:mm:ss" (".zzz" when there are milliseconds), no zone.
 VxString VxDateTimeToISO(TDateTime AValue);
 
-/// Minutes east of UTC of the local zone at a local date-time (the C library's zone rules, TZ).
+/// Minutes east of UTC of the local zone at a local date-time (the C library's zone rules; TZ is
+/// read again on every call).
 int VxCalcTimeZoneOffset(TDateTime ALocal);
 /// Local date-time to UTC.
 TDateTime VxLocalToUTC(TDateTime ALocal);

@@ -308,6 +308,7 @@ TVxMultiByteDecoder::TVxMultiByteDecoder(uint16_t ACodePage) {
   const char* from = enc.Kind() == TVxEncoding::ekUTF16BE ? "UTF-16BE" : enc.IconvName();
   if (!from) throw EVxEncodingNotSupported(VxFormat(cVxCodePageNotSupported, ACodePage));
   FHandle = OpenIconv(cNativeUTF16, from, ACodePage);
+  FUnitSize = enc.Kind() == TVxEncoding::ekUTF16BE ? 2 : 1;
 }
 
 TVxMultiByteDecoder::~TVxMultiByteDecoder() { iconv_close(static_cast<iconv_t>(FHandle)); }
@@ -328,10 +329,16 @@ void TVxMultiByteDecoder::Decode(const uint8_t*& AIn, const uint8_t* AInEnd, cha
     AOut = reinterpret_cast<char16_t*>(op);
     if (r != static_cast<size_t>(-1) || err == E2BIG) return;
     if (err == EINVAL && !AFinal) return;  // incomplete sequence: wait for more input
-    // Invalid byte, or an incomplete sequence at the very end: one U+FFFD, skip one byte.
     if (AOut >= AOutEnd) return;
     *AOut++ = 0xFFFD;
-    ++AIn;
+    if (err == EINVAL) {
+      // An incomplete sequence at the very end of the text is one character: one U+FFFD.
+      AIn = AInEnd;
+    } else {
+      // An invalid byte, or an invalid unit of a two-byte encoding: skipped whole, so what
+      // follows stays aligned.
+      AIn += std::min<ptrdiff_t>(FUnitSize, AInEnd - AIn);
+    }
   }
 }
 

@@ -107,6 +107,7 @@ class TVxMultiByteDecoder {
 
  private:
   void* FHandle;
+  int FUnitSize = 1;  // bytes skipped over an invalid unit (2 for UTF-16BE)
 };
 
 /// The code page number of an encoding name as written in an XML declaration ("ISO-8859-1" ->

@@ -18,9 +18,11 @@ struct TLogState {
   std::deque<TVxLogger> Loggers;  // stable addresses
 };
 
+// Never destroyed: loggers promise to live until the program ends, so a static destructor
+// (of the host or of another library) may still log after this library's statics are gone.
 TLogState& State() {
-  static TLogState s;
-  return s;
+  static TLogState* s = new TLogState;
+  return *s;
 }
 
 const char16_t* LevelName(TVxLogLevel ALevel) {

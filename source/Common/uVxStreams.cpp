@@ -175,8 +175,8 @@ int64_t TVxMemoryStream::Write(const void* ABuffer, int64_t ACount) {
 
 int64_t TVxMemoryStream::Seek(int64_t AOffset, TVxSeekOrigin AOrigin) {
   int64_t base = AOrigin == soBeginning ? 0 : (AOrigin == soCurrent ? FPosition : FSize);
-  int64_t pos = base + AOffset;
-  if (pos < 0) throw EStreamError(cVxSeekError);
+  int64_t pos;
+  if (__builtin_add_overflow(base, AOffset, &pos) || pos < 0) throw EStreamError(cVxSeekError);
   FPosition = pos;
   return pos;
 }
@@ -331,40 +331,107 @@ void TVxUTF8StreamAdapter::Flush() {
 // TVxStdStream and TVxStreamBuf
 // ---------------------------------------------------------------------------------------------
 
-TVxStdStream::TVxStdStream(std::istream& AInput) : FIn(&AInput) {}
-TVxStdStream::TVxStdStream(std::ostream& AOutput) : FOut(&AOutput) {}
-TVxStdStream::TVxStdStream(std::iostream& AStream) : FIn(&AStream), FOut(&AStream) {}
+TVxStdStream::TVxStdStream(std::istream& AInput) : FIn(&AInput) { Probe(); }
+TVxStdStream::TVxStdStream(std::ostream& AOutput) : FOut(&AOutput) { Probe(); }
+TVxStdStream::TVxStdStream(std::iostream& AStream) : FIn(&AStream), FOut(&AStream) { Probe(); }
+
+void TVxStdStream::Probe() {
+  // A pipe, a socket or a terminal cannot tell its position: such a stream is read and written
+  // straight on, its position counted here.
+  std::streampos pos(-1);
+  if (FIn) {
+    pos = FIn->tellg();
+    FIn->clear(FIn->rdstate() & ~std::ios::failbit);
+  } else if (FOut) {
+    pos = FOut->tellp();
+    FOut->clear(FOut->rdstate() & ~std::ios::failbit);
+  }
+  FSeekable = pos != std::streampos(-1);
+  FPos = FSeekable ? static_cast<int64_t>(pos) : 0;
+}
 
 int64_t TVxStdStream::Read(void* ABuffer, int64_t ACount) {
   if (!FIn || ACount <= 0) return 0;
-  FIn->read(static_cast<char*>(ABuffer), ACount);
-  int64_t n = FIn->gcount();
+  auto* out = static_cast<char*>(ABuffer);
+  int64_t done = 0;
+  if (!FSeekable && FReplay > 0) {
+    // Bytes read before and sought back over are served again from the history.
+    const auto n = static_cast<size_t>(std::min<int64_t>(ACount, static_cast<int64_t>(FReplay)));
+    std::memcpy(out, FHistory.data() + (FHistory.size() - FReplay), n);
+    FReplay -= n;
+    done = static_cast<int64_t>(n);
+    FPos += done;
+    if (done == ACount) return done;
+  }
+  FIn->read(out + done, ACount - done);
+  const int64_t n = FIn->gcount();
   if (FIn->eof()) FIn->clear(FIn->rdstate() & ~(std::ios::eofbit | std::ios::failbit));
-  return n;
+  if (n > 0) {
+    if (!FSeekable) Remember(out + done, static_cast<size_t>(n));
+    FPos += n;
+    // One position for reading and writing, as every TVxStream has.
+    if (FSeekable && FOut) FOut->seekp(FIn->tellg());
+  }
+  return done + n;
+}
+
+void TVxStdStream::Remember(const char* AData, size_t ACount) {
+  FHistory.append(AData, ACount);
+  if (FHistory.size() > 2 * cHistory) FHistory.erase(0, FHistory.size() - cHistory);
 }
 
 int64_t TVxStdStream::Write(const void* ABuffer, int64_t ACount) {
   if (!FOut || ACount <= 0) return 0;
   FOut->write(static_cast<const char*>(ABuffer), ACount);
-  return FOut->good() ? ACount : 0;
+  if (!FOut->good()) return 0;
+  FPos += ACount;
+  // One position for reading and writing, as every TVxStream has.
+  if (FSeekable && FIn) FIn->seekg(FOut->tellp());
+  return ACount;
 }
 
 int64_t TVxStdStream::Seek(int64_t AOffset, TVxSeekOrigin AOrigin) {
+  if (!FSeekable) {
+    // Only the position is known: answer it, or move within the bytes remembered.
+    if (AOrigin == soEnd) throw EStreamError(cVxSeekError);
+    int64_t target;
+    if (__builtin_add_overflow(AOrigin == soBeginning ? 0 : FPos, AOffset, &target)) throw EStreamError(cVxSeekError);
+    if (target == FPos) return FPos;
+    const int64_t historyEnd = FPos + static_cast<int64_t>(FReplay);
+    const int64_t historyStart = historyEnd - static_cast<int64_t>(FHistory.size());
+    if (!FIn || FOut || target < historyStart) throw EStreamError(cVxSeekError);
+    if (target > historyEnd) {
+      // Forward past what was read: read and drop.
+      FReplay = 0;
+      FPos = historyEnd;
+      char scratch[4096];
+      while (FPos < target) {
+        const int64_t n = Read(scratch, std::min<int64_t>(target - FPos, sizeof scratch));
+        if (n <= 0) throw EStreamError(cVxSeekError);
+      }
+      return FPos;
+    }
+    FReplay = static_cast<size_t>(historyEnd - target);
+    FPos = target;
+    return FPos;
+  }
   auto dir = AOrigin == soBeginning ? std::ios::beg : (AOrigin == soCurrent ? std::ios::cur : std::ios::end);
   std::streampos pos(-1);
   if (FIn) {
-    if (AOffset == 0 && AOrigin == soCurrent) {
-      pos = FIn->tellg();
-    } else {
-      FIn->seekg(AOffset, dir);
-      pos = FIn->tellg();
-    }
+    if (!(AOffset == 0 && AOrigin == soCurrent)) FIn->seekg(AOffset, dir);
+    pos = FIn->tellg();
+    if (FOut && pos != std::streampos(-1)) FOut->seekp(pos);
   } else if (FOut) {
     if (!(AOffset == 0 && AOrigin == soCurrent)) FOut->seekp(AOffset, dir);
     pos = FOut->tellp();
   }
-  if (pos == std::streampos(-1)) throw EStreamError(cVxSeekError);
-  return static_cast<int64_t>(pos);
+  if (pos == std::streampos(-1)) {
+    if (FIn) FIn->clear(FIn->rdstate() & ~std::ios::failbit);
+    if (FOut) FOut->clear(FOut->rdstate() & ~std::ios::failbit);
+    throw EStreamError(cVxSeekError);
+  }
+  FPos = static_cast<int64_t>(pos);
+  return FPos;
 }
 
 TVxStreamBuf::TVxStreamBuf(TVxStream& AStream) : FStream(AStream) {

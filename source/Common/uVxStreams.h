@@ -63,8 +63,12 @@ class TVxFileStream : public TVxStream {
   using Inherited = TVxStream;
   /// Opens AFileName; raises EFOpenError or EFCreateError with a message naming the file.
   TVxFileStream(const VxString& AFileName, uint16_t AMode);
-  /// Opens a file named in UTF-8.
+  /// Opens a file named by bytes as the system takes them (UTF-8 by convention; the message of
+  /// a failure shows the name as UTF-8).
   TVxFileStream(const std::string& AFileName, uint16_t AMode);
+  /// Opens a file named by a file system path.
+  template <VxFileSystemPath P>
+  TVxFileStream(const P& AFileName, uint16_t AMode) : TVxFileStream(AFileName.native(), AMode) {}
   ~TVxFileStream() override;
 
   int64_t Read(void* ABuffer, int64_t ACount) override;
@@ -180,7 +184,11 @@ class TVxUTF8StreamAdapter : public TVxStream {
   std::string FBuffer;
 };
 
-/// A TVxStream over a std::istream / std::ostream / std::iostream (not owned).
+/// A TVxStream over a std::istream / std::ostream / std::iostream (not owned). Over an iostream
+/// reading and writing share one position, as in every TVxStream. A stream that cannot tell its
+/// position (a pipe, a socket, standard input) is read and written straight on: the position is
+/// counted here, and a seek backwards within the last 64 KB read is served from a history kept
+/// for the purpose (so byte-order-mark detection and the readers' look-back work on a pipe).
 class TVxStdStream : public TVxStream {
  public:
   using Inherited = TVxStream;
@@ -192,10 +200,19 @@ class TVxStdStream : public TVxStream {
   int64_t Write(const void* ABuffer, int64_t ACount) override;
   /// Seeks the underlying stream; raises EStreamError ("Stream seek error") when it cannot.
   int64_t Seek(int64_t AOffset, TVxSeekOrigin AOrigin) override;
+  /// True when the underlying stream can tell and set its position.
+  bool Seekable() const noexcept { return FSeekable; }
 
  private:
+  static constexpr size_t cHistory = 64 * 1024;
+  void Probe();
+  void Remember(const char* AData, size_t ACount);
   std::istream* FIn = nullptr;
   std::ostream* FOut = nullptr;
+  bool FSeekable = true;
+  int64_t FPos = 0;
+  std::string FHistory;  // recent bytes of a stream that cannot seek
+  size_t FReplay = 0;    // bytes at the end of FHistory to be read again
 };
 
 /// A std::streambuf over a TVxStream (not owned), so std::istream and std::ostream can read

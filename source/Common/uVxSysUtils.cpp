@@ -1,6 +1,8 @@
 // uVxSysUtils: exceptions, VxFormat, UTF-8/UTF-16 conversion and ASCII string helpers.
 #include "uVxSysUtils.h"
 
+#include <algorithm>
+
 #include <cxxabi.h>
 
 #if defined(__SSE2__)
@@ -176,7 +178,9 @@ VxString VxFormatArgs(std::u16string_view AFormat, std::initializer_list<TVxForm
   auto readNumber = [&](int& AValue) -> bool {
     if (i < n && AFormat[i] == u'*') {
       ++i;
-      AValue = static_cast<int>(takeInt(next));
+      // Width and precision from an argument are held to the range digits can give, so a
+      // hostile value (INT_MIN, 2^40) neither overflows nor asks for a gigantic padding.
+      AValue = static_cast<int>(std::clamp<int64_t>(takeInt(next), -100000, 100000));
       return true;
     }
     bool any = false;

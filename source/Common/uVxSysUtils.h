@@ -2,8 +2,10 @@
 // shared by every module of the library.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -11,6 +13,11 @@
 #include <typeinfo>
 
 namespace vx {
+
+/// A std::filesystem::path and nothing else: the parameter type of the file-name overloads that
+/// sit beside UTF-16 ones, so that a literal such as u"doc.xml" still picks the UTF-16 overload.
+template <class T>
+concept VxFileSystemPath = std::same_as<T, std::filesystem::path>;
 
 /// UTF-16 text of all XML names, values, text and messages.
 using VxXMLString = std::u16string;

@@ -3,6 +3,7 @@
 #include "uVxTextParser.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
 
@@ -16,6 +17,16 @@ namespace vx {
 // Construction and sources
 // ---------------------------------------------------------------------------------------------
 
+namespace {
+std::atomic<size_t> gDefaultWindowSize{64 * 1024};
+}
+
+size_t TVxTextParser::DefaultWindowSize() noexcept { return gDefaultWindowSize.load(std::memory_order_relaxed); }
+
+void TVxTextParser::SetDefaultWindowSize(size_t ABytes) noexcept {
+  gDefaultWindowSize.store(std::clamp<size_t>(ABytes, cMinWindowSize, size_t(1) << 30), std::memory_order_relaxed);
+}
+
 TVxTextParser::TVxTextParser(TVxStream* AStream, bool AOwnsStream, uint16_t ACodePage)
     : FStream(AStream), FOwnsStream(AOwnsStream) {
   try {
@@ -27,7 +38,7 @@ TVxTextParser::TVxTextParser(TVxStream* AStream, bool AOwnsStream, uint16_t ACod
       FMemorySize = mem->Size();
       FDirect = true;
     } else {
-      FStoreCap = cChunk;
+      FStoreCap = FChunk;
       FStore = std::make_unique<uint8_t[]>(FStoreCap);
     }
     ResetWindow(FRawStart);
@@ -94,10 +105,20 @@ void TVxTextParser::Refill() {
   int64_t keep = cur - cLookAhead;
   if (FMark1) keep = std::min(keep, FMark1 - 1);
   if (FMark2) keep = std::min(keep, FMark2 - 1);
-  if (FPin >= 0) keep = std::min(keep, FPin);
+  // A pinned position (a peek) keeps its previous character too: PrevCharW and selections from
+  // ptPrevious answer the same after a peek as before it.
+  if (FPin >= 0) keep = std::min(keep, FPin - cLookAhead);
   if (FLineMark >= 0) keep = std::min(keep, FLineMark);
   if (FCharSetType == cstUTF16) keep -= (keep - FContentStart) & 1;
   keep = std::max(keep, FBufPos);
+  if (FCharSetType == cstUTF8 && keep > FBufPos && keep < cur) {
+    // Keep whole characters: lines and columns are counted up to here, character by character.
+    const uint8_t* k = FBuf + (keep - FBufPos);
+    const uint8_t* q = k;
+    while (q > FBuf && q > k - 3 && (*q & 0xC0) == 0x80) --q;
+    char32_t c;
+    if (q < k && *q >= 0xC0 && q + VxUTF8SequenceLength(q, FEnd, c) > k) keep = FBufPos + (q - FBuf);
+  }
   if (FLcPos < keep) AdvanceLineCol(keep);
   auto drop = static_cast<size_t>(keep - FBufPos);
   if (drop > 0) {
@@ -105,15 +126,16 @@ void TVxTextParser::Refill() {
     FStoreLen -= drop;
     FBufPos = keep;
   }
-  if (FStoreCap - FStoreLen < cChunk / 2) {
-    size_t cap = std::max(FStoreCap * 2, FStoreLen + cChunk);
+  if (FStoreCap - FStoreLen < FChunk / 2) {
+    size_t cap = std::max(FStoreCap * 2, FStoreLen + FChunk);
     auto fresh = std::make_unique<uint8_t[]>(cap);
     std::memcpy(fresh.get(), FStore.get(), FStoreLen);
     FStore = std::move(fresh);
     FStoreCap = cap;
   }
   uint8_t* dest = FStore.get() + FStoreLen;
-  size_t room = FStoreCap - FStoreLen;
+  size_t room = std::min(FStoreCap - FStoreLen, FChunk);
+  if (FDecoder) room &= ~size_t(1);  // whole UTF-16 units
   size_t n = FDecoder ? ReadDecoded(dest, room) : ReadRaw(dest, room);
   if (n == 0) FSourceDone = true;
   FStoreLen += n;
@@ -144,7 +166,7 @@ size_t TVxTextParser::ReadDecoded(uint8_t* ADest, size_t ACapacity) {
     std::memmove(FRaw.get(), FRaw.get() + FRawPos, left);
     FRawPos = 0;
     FRawLen = left;
-    size_t room = cChunk - left;
+    size_t room = FChunk - left;
     size_t n;
     if (FMemory) {
       n = static_cast<size_t>(std::max<int64_t>(0, std::min<int64_t>(static_cast<int64_t>(room), FMemorySize - FMemoryRead)));
@@ -182,9 +204,9 @@ void TVxTextParser::SetContentCodePage(uint16_t ACodePage) {
     FMark1 = FMark2 = 0;
     if (decode) {
       FDecoder = std::make_unique<TVxMultiByteDecoder>(ACodePage);
-      if (!FRaw) FRaw = std::make_unique<uint8_t[]>(cChunk);
+      if (!FRaw) FRaw = std::make_unique<uint8_t[]>(FChunk);
       if (!FStore) {
-        FStoreCap = cChunk;
+        FStoreCap = FChunk;
         FStore = std::make_unique<uint8_t[]>(FStoreCap);
       }
       FDirect = false;
@@ -447,10 +469,26 @@ void TVxTextParser::CountLineCol(const uint8_t* AFrom, const uint8_t* ATo, int64
     p = static_cast<const uint8_t*>(memrchr(p, '\n', static_cast<size_t>(e - p))) + 1;
     AColNr = 1;
   }
-  if (FCharSetType == cstUTF8)
-    AColNr += std::count_if(p, e, [](uint8_t b) { return (b & 0xC0) != 0x80; });
-  else
+  if (FCharSetType != cstUTF8) {
     AColNr += e - p;
+    return;
+  }
+  // A column per character as NextChar steps: a whole sequence is one, and so is every byte the
+  // decoder cannot place in one (a stray continuation byte, say, in mislabelled text).
+  const auto leads = std::count_if(p, e, [](uint8_t b) { return (b & 0xC0) != 0x80; });
+  if (leads == e - p) {  // no continuation bytes: a byte is a character
+    AColNr += leads;
+    return;
+  }
+  while (p < e) {
+    if (*p < 0x80) {
+      ++p;
+    } else {
+      char32_t cp;
+      p += VxUTF8SequenceLength(p, e, cp);
+    }
+    ++AColNr;
+  }
 }
 
 void TVxTextParser::AdvanceLineCol(int64_t ATo) {

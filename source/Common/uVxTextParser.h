@@ -129,6 +129,16 @@ class TVxTextParser : public TVxObject {
   /// stream. ACodePage 0 means not yet known (bytes read as ISO-8859-1 until it is set). A
   /// memory or string stream is read in place, positions still counting from its start.
   TVxTextParser(TVxStream* AStream, bool AOwnsStream, uint16_t ACodePage);
+  /// The smallest read window a cursor can be given.
+  static constexpr size_t cMinWindowSize = 16;
+  /// How many bytes a cursor over a stream reads at a time (64 KB unless changed). Cursors
+  /// created afterwards use the new size; tests and fuzz targets shrink it (to 16..64 bytes) so
+  /// that every construct of a small document meets the window's edge somewhere.
+  static size_t DefaultWindowSize() noexcept;
+  /// Sets the read window of cursors created from now on; held to 16 bytes .. 1 GB. Safe to call
+  /// from any thread; the size of a cursor never changes once made.
+  static void SetDefaultWindowSize(size_t ABytes) noexcept;
+
   /// A cursor over a memory block, read in place; the block must outlive the cursor.
   TVxTextParser(const void* ABuffer, int64_t ASize, uint16_t ACodePage);
   ~TVxTextParser() override;
@@ -305,7 +315,7 @@ class TVxTextParser : public TVxObject {
 
  private:
   static constexpr int64_t cLookAhead = 4;  // bytes kept ahead: one whole character
-  static constexpr size_t cChunk = 64 * 1024;
+  size_t FChunk = DefaultWindowSize();  // bytes read from a stream at a time
 
   static char16_t Load16(const uint8_t* P) noexcept {
     return static_cast<char16_t>(P[0] | (P[1] << 8));

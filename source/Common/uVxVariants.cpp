@@ -1,6 +1,7 @@
 // uVxVariants: variant arrays, names, classification, lenient conversions and comparison.
 #include "uVxVariants.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -15,6 +16,7 @@ namespace {
 constexpr char16_t cCastError[] = u"Could not convert variant of type (%s) into type (%s)";
 constexpr char16_t cArrayIndexError[] = u"Variant array index out of bounds";
 constexpr char16_t cNotAnArray[] = u"Variant is not an array";
+constexpr char16_t cArrayBoundsError[] = u"Variant array bounds out of range";
 
 [[noreturn]] void RaiseCast(const TVxVariant& AValue, TVxVarType ATarget) {
   throw EVariantTypeCastError(VxFormat(cCastError, VxVarTypeName(AValue.VarType()), VxVarTypeName(ATarget)));
@@ -110,6 +112,9 @@ bool ToInt64(const TVxVariant& AValue, int64_t& AOut) {
 TVxVariant TVxVariant::FromCurrency(double AValue) { return Make(varCurrency, std::round(AValue * 10000.0) / 10000.0); }
 
 TVxVariant TVxVariant::Array(std::vector<TVxVariant> AItems, int ALowBound, TVxVarType AElementType) {
+  // The high bound must be an int as well: a low bound near INT_MAX leaves room for few items.
+  if (static_cast<int64_t>(ALowBound) + static_cast<int64_t>(AItems.size()) - 1 > INT32_MAX)
+    throw EVariantError(cArrayBoundsError);
   auto data = std::make_shared<TVxVariantArray>();
   data->LowBound = ALowBound;
   data->Items = std::move(AItems);
@@ -226,22 +231,44 @@ bool VxVarIsEmpty(const TVxVariant& AValue) noexcept { return AValue.IsEmpty() |
 
 namespace {
 
-// Shortest round-trip text, "E" exponent without "+" and leading zeros.
+// The general float format with the shortest digits that read back to the same value: fixed
+// notation for magnitudes from 1E-5 up to below 1E15 ("100000", "0.0001"), scientific outside
+// that range with an "E" exponent without "+" or leading zeros ("1E15", "2.5E-7").
 template <class F>
 VxString FloatToStr(F AValue) {
   if (std::isnan(AValue)) return u"NAN";
   if (std::isinf(AValue)) return AValue < 0 ? u"-INF" : u"INF";
   char buf[128];
-  auto res = std::to_chars(buf, buf + sizeof buf, AValue);
+  auto res = std::to_chars(buf, buf + sizeof buf, AValue, std::chars_format::scientific);
   std::string_view s(buf, static_cast<size_t>(res.ptr - buf));
   const size_t e = s.find('e');
-  if (e == s.npos) return VxString(buf, res.ptr);
-  // "1e+20" -> "1E20", "1e-07" -> "1E-7"
   int exp = 0;
   const char* ep = buf + e + 1;
   if (*ep == '+') ++ep;
   std::from_chars(ep, res.ptr, exp);
-  return VxString(buf, buf + e) + u'E' + VxIntToStr(exp);
+  // Sign and significant digits without the decimal point.
+  std::string_view mantissa = s.substr(0, e);
+  const bool negative = !mantissa.empty() && mantissa[0] == '-';
+  if (negative) mantissa.remove_prefix(1);
+  std::string digits;
+  for (char c : mantissa)
+    if (c != '.') digits += c;
+  if (AValue == 0) exp = 0;
+  std::string out = negative ? "-" : "";
+  if (exp >= 15 || exp < -5) {
+    out += digits[0];
+    if (digits.size() > 1) out.append(1, '.').append(digits, 1, std::string::npos);
+    out += 'E' + std::to_string(exp);
+  } else if (exp < 0) {
+    out.append("0.").append(static_cast<size_t>(-exp - 1), '0').append(digits);
+  } else {
+    const auto intLen = static_cast<size_t>(exp) + 1;
+    if (digits.size() <= intLen)
+      out.append(digits).append(intLen - digits.size(), '0');
+    else
+      out.append(digits, 0, intLen).append(1, '.').append(digits, intLen, std::string::npos);
+  }
+  return VxASCIIToUTF16(out);
 }
 
 }  // namespace
@@ -265,6 +292,34 @@ bool NarrowNumber(std::u16string_view AText, size_t AMaxLength, std::string& AOu
   return true;
 }
 
+// Sign of the magnitude of a number text that from_chars found out of range: above 0 when the
+// leading significant digit stands at 10^0 or higher ("1.5e400"), else at most 0 ("2.5e-400",
+// "0.0001e-400"). Only the sign is used.
+int64_t DecimalExponent(std::string_view AText) {
+  const size_t mantEnd = std::min(AText.find_first_of("eE"), AText.size());
+  const size_t dot = std::min(AText.find('.'), mantEnd);
+  size_t first = (!AText.empty() && (AText[0] == '-' || AText[0] == '+')) ? 1 : 0;
+  while (first < dot && AText[first] == '0') ++first;
+  int64_t exp;
+  if (first < dot) {
+    exp = static_cast<int64_t>(dot - first) - 1;  // digits before the point
+  } else {
+    size_t z = dot + 1;
+    while (z < mantEnd && AText[z] == '0') ++z;
+    exp = -static_cast<int64_t>(z - dot);  // zeros after the point
+  }
+  if (mantEnd < AText.size()) {
+    std::string_view digits = AText.substr(mantEnd + 1);
+    const bool minus = !digits.empty() && digits[0] == '-';
+    if (!digits.empty() && (digits[0] == '-' || digits[0] == '+')) digits.remove_prefix(1);
+    int64_t e = 0;
+    for (char c : digits)
+      if (e < 1000000000) e = e * 10 + (c - '0');
+    exp += minus ? -e : e;
+  }
+  return exp + 1;
+}
+
 template <class F>
 bool TryStrToFloat(std::u16string_view AText, F& AValue) {
   std::string s;
@@ -274,8 +329,13 @@ bool TryStrToFloat(std::u16string_view AText, F& AValue) {
   if (*b == '+' && e - b > 1 && b[1] != '-') ++b;
   auto res = std::from_chars(b, e, AValue);
   if (res.ec == std::errc::result_out_of_range && res.ptr == e) {
-    // Overflow to infinity, underflow to zero, as the C library reads them.
-    AValue = static_cast<F>(std::strtold(s.c_str(), nullptr));
+    // Overflow gives the infinity, underflow zero, with the text's sign. Decided from the text
+    // alone (never through the C library, whose reading follows the locale).
+    const bool negative = *b == '-';
+    const F magnitude = DecimalExponent(std::string_view(b, static_cast<size_t>(e - b))) > 0
+                            ? std::numeric_limits<F>::infinity()
+                            : F(0);
+    AValue = negative ? -magnitude : magnitude;
     return true;
   }
   return res.ec == std::errc() && res.ptr == e;

@@ -160,8 +160,9 @@ bool VxVarToBool(const TVxVariant& AValue, bool ADefault = false, bool ARaise = 
 /// and below everything else; arrays raise EVariantTypeCastError.
 int VxVarCompare(const TVxVariant& A, const TVxVariant& B);
 
-/// Shortest decimal text of a double that reads back to the same value, "." as separator;
-/// exponents are written "E20" / "E-7"; "NAN", "INF", "-INF".
+/// The general float format with the shortest digits that read back to the same value, "." as
+/// separator: fixed notation from 1E-5 up to below 1E15 ("100000", "0.0001"), scientific
+/// outside ("1E15", "2.5E-7"); "NAN", "INF", "-INF".
 VxString VxFloatToStr(double AValue);
 /// VxFloatToStr of the shortest text that reads back to the same float ("0.1" for 0.1f).
 VxString VxFloatToStr(float AValue);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "uVxClasses.h"
@@ -59,6 +60,24 @@ class TBigSquare : public TSquare {
 };
 
 }  // namespace
+
+// A raw pointer never turns into a counted reference by itself: an object on the stack cannot be
+// handed to a counted slot by accident. VxMake creates and answers the first reference.
+static_assert(!std::is_convertible_v<IShape*, TVxIntf<IShape>>);
+static_assert(std::is_constructible_v<TVxIntf<IShape>, IShape*>);
+static_assert(std::is_convertible_v<TVxIntf<TSquare>, TVxIntf<IShape>>);
+
+TEST(Interfaces, VxMakeAnswersTheOnlyReference) {
+  gDestroyed = 0;
+  {
+    TVxIntf<TSquare> made = VxMake<TSquare>(4);
+    EXPECT_EQ(made->RefCount(), 1);
+    TVxIntf<IShape> shape = made;  // derived class to interface: another reference
+    EXPECT_EQ(shape->Area(), 16);
+    EXPECT_EQ(made->RefCount(), 2);
+  }
+  EXPECT_EQ(gDestroyed, 1);
+}
 
 TEST(Interfaces, LastReleaseDestroysTheObject) {
   gDestroyed = 0;

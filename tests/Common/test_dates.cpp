@@ -91,3 +91,65 @@ TEST(Durations, RoundTripAndRejects) {
     }
   }
 }
+
+// Before 30 December 1899 a TDateTime counts its fraction backwards from the day; rounding and
+// zone shifts work on the continuous day count, so they agree on both sides of day 0.
+TEST(Dates, ValuesBefore1900RoundAndShiftLikeLaterOnes) {
+  EXPECT_EQ(VxDateTimeToDayCount(-1.25), -0.75);
+  EXPECT_EQ(VxDayCountToDateTime(-0.75), -1.25);
+  EXPECT_EQ(VxDayCountToDateTime(VxDateTimeToDayCount(-700000.875)), -700000.875);
+  // 23:59:59.9999 rounds up to midnight of the next day, which is 30 December.
+  TDateTime late = VxDecodeISODateTime(u"1899-12-29T23:59:59.9999").ToDateTime();
+  EXPECT_EQ(VxDateTimeToISO(late), u"1899-12-30T00:00:00");
+  EXPECT_EQ(VxDateTimeToISO(VxDecodeISODateTime(u"1850-06-01T23:59:59.9999").ToDateTime()), u"1850-06-02T00:00:00");
+  EXPECT_EQ(VxDateTimeToISO(VxDecodeISODateTime(u"1850-06-01T12:30:00.25").ToDateTime()), u"1850-06-01T12:30:00.250");
+  // Moving across midnight and across day 0.
+  EXPECT_EQ(VxDateTimeToISO(VxIncMinutes(VxEncodeDateTime(1850, 6, 1, 12, 0, 0, 0), -120)), u"1850-06-01T10:00:00");
+  EXPECT_EQ(VxDateTimeToISO(VxIncMinutes(VxEncodeDateTime(1850, 6, 1, 23, 0, 0, 0), 120)), u"1850-06-02T01:00:00");
+  EXPECT_EQ(VxDateTimeToISO(VxIncMinutes(VxEncodeDateTime(1899, 12, 29, 23, 0, 0, 0), 120)), u"1899-12-30T01:00:00");
+  EXPECT_EQ(VxDateTimeToISO(VxIncMinutes(VxEncodeDateTime(1899, 12, 30, 1, 0, 0, 0), -120)), u"1899-12-29T23:00:00");
+}
+
+TEST(Dates, ZoneRulesAreReadAgainWhenTZChanges) {
+  const TDateTime summerUTC = VxEncodeDateTime(2024, 7, 15, 10, 0, 0, 0);
+  {
+    test::TZoneGuard zone("Europe/Berlin");
+    EXPECT_EQ(VxDateTimeToISO(VxUTCToLocal(summerUTC)), u"2024-07-15T12:00:00");
+  }
+  {
+    test::TZoneGuard zone("America/New_York");
+    // No other call in between: VxUTCToLocal itself picks up the new zone.
+    EXPECT_EQ(VxDateTimeToISO(VxUTCToLocal(summerUTC)), u"2024-07-15T06:00:00");
+    EXPECT_EQ(VxCalcTimeZoneOffset(VxEncodeDateTime(2024, 1, 15, 12, 0, 0, 0)), -300);
+  }
+}
+
+TEST(Dates, OffsetsAtTheEdgesOfTheRules) {
+  {
+    // The local instant that is time value -1 (one second before the epoch) has a real offset.
+    test::TZoneGuard zone("XST-3");
+    EXPECT_EQ(VxCalcTimeZoneOffset(VxEncodeDateTime(1970, 1, 1, 2, 59, 59, 0)), 180);
+  }
+  test::TZoneGuard zone("Europe/Berlin");
+  // The last millisecond before the spring change is still winter time.
+  EXPECT_EQ(VxCalcTimeZoneOffset(VxEncodeDateTime(2020, 3, 29, 1, 59, 59, 999)), 60);
+  EXPECT_EQ(VxDateTimeToISO(VxLocalToUTC(VxEncodeDateTime(2020, 3, 29, 1, 59, 59, 999))), u"2020-03-29T00:59:59.999");
+  EXPECT_EQ(VxCalcTimeZoneOffset(VxEncodeDateTime(2020, 3, 29, 3, 0, 0, 0)), 120);
+}
+
+TEST(Durations, SecondsAreWrittenWithoutExponents) {
+  TVxDuration d;
+  d.Seconds = 1e5;
+  EXPECT_EQ(VxEncodeDuration(d), u"PT100000S");
+  d.Seconds = 1e-4;
+  EXPECT_EQ(VxEncodeDuration(d), u"PT0.0001S");
+  d.Seconds = 1e20;
+  EXPECT_EQ(VxEncodeDuration(d), u"PT100000000000000000000S");
+  d.Seconds = 0.1;
+  EXPECT_EQ(VxEncodeDuration(d), u"PT0.1S");
+  // What is written reads back.
+  for (double s : {1e5, 1e-4, 1e20, 0.1, 123.456}) {
+    d.Seconds = s;
+    EXPECT_EQ(VxDecodeDuration(VxEncodeDuration(d)).Seconds, s);
+  }
+}

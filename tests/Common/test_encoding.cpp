@@ -1,8 +1,11 @@
 // Code pages by name and number, and conversion to and from UTF-16.
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "uVxEncoding.h"
 #include "uVxStreams.h"
+#include "uVxTextParser.h"
 
 using namespace vx;
 
@@ -139,4 +142,28 @@ TEST(ByteOrderMarks, DetectedAndConsumed) {
     EXPECT_EQ(VxGetCodePage(s), c.CodePage);
     EXPECT_EQ(s.Position(), c.After);
   }
+}
+
+// Decoding streamed text: an invalid UTF-16BE unit is skipped whole, so the text after it stays
+// aligned; an incomplete multi-byte character at the very end is one U+FFFD.
+TEST(MultiByteCodePages, InvalidUnitsAndCutCharactersAreOneReplacementEach) {
+  auto decode = [](uint16_t ACodePage, const std::string& ABytes) {
+    TVxMultiByteDecoder decoder(ACodePage);
+    std::vector<char16_t> out(ABytes.size() + 4);
+    char16_t* o = out.data();
+    auto in = reinterpret_cast<const uint8_t*>(ABytes.data());
+    decoder.Decode(in, in + ABytes.size(), o, out.data() + out.size(), true);
+    return VxString(out.data(), o);
+  };
+  // "a", a lone low surrogate, "b", "c" in UTF-16BE.
+  EXPECT_EQ(decode(cVxCodePageUTF16BE, std::string("\0a\xDC\x00\0b\0c", 8)), u"a\xFFFD" u"bc");
+  EXPECT_EQ(decode(54936, std::string("A\x81\x30\x81")), u"A\xFFFD");
+  EXPECT_EQ(decode(932, std::string("ab\x82")), u"ab\xFFFD");
+  // The cursor reads the same through a trickling stream.
+  const std::string be("\0<\xDC\x00\0x\0>", 8);
+  TVxMemoryStream mem(be.data(), static_cast<int64_t>(be.size()));
+  TVxTextParser p(&mem, false, cVxCodePageUTF16BE);
+  VxString read;
+  while (!p.Eof()) read += p.ReadCharW();
+  EXPECT_EQ(read, u"<\xFFFDx>");
 }

@@ -38,6 +38,24 @@ TEST(TypeRegistry, ApplicationsRegisterTheirOwnTypes) {
   EXPECT_EQ(VxFindTypeInfo(u"POINT"), info);
 }
 
+namespace {
+// Made before any logger exists, so it is destroyed after the logger state would be if that
+// state were an ordinary static: its destructor then uses a logger, as a host's static
+// destructor may. AddressSanitizer reports the use of freed memory if the state is gone.
+struct TLogsAtExit {
+  ~TLogsAtExit() {
+    TVxLogger& log = VxLogger(u"AtExit");
+    log.SetLevel(llOff);
+    log.Info(u"from a static destructor");
+  }
+} gLogsAtExit;
+}  // namespace
+
+TEST(Logger, LivesUntilTheProgramEnds) {
+  // The check runs when this process exits; here the logger is simply in use.
+  EXPECT_EQ(&VxLogger(u"AtExit"), &VxLogger(u"AtExit"));
+}
+
 TEST(Logger, WritesTimestampedLinesAtOrAboveItsLevel) {
   std::vector<std::string> lines;
   std::mutex lock;

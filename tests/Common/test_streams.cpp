@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <sstream>
+#include <vector>
 
 #include "uVxStreams.h"
 
@@ -33,6 +34,20 @@ TEST(FileStream, WriteSeekReadAndSize) {
   EXPECT_THROW(f.ReadBuffer(buf, 1), EReadError);
   EXPECT_EQ(f.FileName(), VxUTF8ToUTF16(name));
   std::remove(name.c_str());
+}
+
+// A file system path names any file the system can hold, also one whose name is no UTF-8.
+TEST(FileStream, OpensByFileSystemPath) {
+  const std::filesystem::path name = std::filesystem::temp_directory_path() / std::string("vx_caf\xE9.bin");
+  {
+    TVxFileStream out(name, fmCreate);
+    out.WriteBuffer("abc", 3);
+  }
+  TVxFileStream in(name, fmOpenRead);
+  char buf[4] = {};
+  EXPECT_EQ(in.Read(buf, 3), 3);
+  EXPECT_STREQ(buf, "abc");
+  std::filesystem::remove(name);
 }
 
 TEST(FileStream, MissingFileNamesTheFile) {
@@ -148,4 +163,58 @@ TEST(StdStreamAdapters, BothDirections) {
   std::string word;
   is >> word;
   EXPECT_EQ(word, "to");
+}
+
+// Over an iostream reading and writing share one position.
+TEST(StdStreamAdapters, AnIOStreamHasOnePosition) {
+  std::stringstream both(std::ios::in | std::ios::out);
+  TVxStdStream s(both);
+  EXPECT_EQ(s.Write("hello world", 11), 11);
+  EXPECT_EQ(s.Position(), 11);
+  s.Seek(0, soBeginning);
+  EXPECT_EQ(s.Write("J", 1), 1);  // overwrites, does not append
+  EXPECT_EQ(s.Position(), 1);
+  char buf[16] = {};
+  EXPECT_EQ(s.Read(buf, 4), 4);
+  EXPECT_STREQ(buf, "ello");
+  EXPECT_EQ(s.Position(), 5);
+  EXPECT_EQ(both.str(), "Jello world");
+}
+
+// A stream without positions (a pipe): the position is counted, and short backward seeks are
+// served from what was read, so a byte-order mark test can look and go back.
+TEST(StdStreamAdapters, APipeCountsItsPositionAndGoesBackOverWhatWasRead) {
+  struct TPipeBuf : std::streambuf {
+    explicit TPipeBuf(std::string AData) : FData(std::move(AData)) { setg(FData.data(), FData.data(), FData.data() + FData.size()); }
+    std::string FData;
+  };
+  TPipeBuf buf("<doc>" + std::string(300000, 'z') + "</doc>");
+  std::istream in(&buf);
+  TVxStdStream pipe(in);
+  EXPECT_FALSE(pipe.Seekable());
+  EXPECT_EQ(pipe.Position(), 0);
+  EXPECT_EQ(VxGetCodePage(pipe), 0);  // read three bytes, went back
+  EXPECT_EQ(pipe.Position(), 0);
+  char head[6] = {};
+  EXPECT_EQ(pipe.Read(head, 5), 5);
+  EXPECT_STREQ(head, "<doc>");
+  std::vector<char> big(70000);
+  EXPECT_EQ(pipe.Read(big.data(), 70000), 70000);
+  EXPECT_EQ(pipe.Seek(-10, soCurrent), 69995);
+  EXPECT_EQ(pipe.Read(head, 5), 5);
+  EXPECT_EQ(std::string(head, 5), "zzzzz");
+  EXPECT_EQ(pipe.Seek(80000, soBeginning), 80000);  // forward: read and dropped
+  EXPECT_EQ(pipe.Read(big.data(), 70000), 70000);
+  EXPECT_THROW(pipe.Seek(0, soBeginning), EStreamError);  // more than 64 KB back: long gone
+  EXPECT_THROW(pipe.Seek(0, soEnd), EStreamError);
+}
+
+// Positions are checked before they are computed: no signed overflow.
+TEST(MemoryStream, SeeksBeyondTheRangeOfPositionsAreRefused) {
+  TVxMemoryStream s;
+  EXPECT_EQ(s.Seek(INT64_MAX, soBeginning), INT64_MAX);
+  EXPECT_THROW(s.Seek(1, soCurrent), EStreamError);
+  EXPECT_THROW(s.Seek(INT64_MIN, soCurrent), EStreamError);
+  s.Seek(0, soBeginning);
+  EXPECT_THROW(s.Seek(-1, soCurrent), EStreamError);
 }

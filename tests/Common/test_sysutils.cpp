@@ -29,6 +29,13 @@ TEST(VxFormat, Directives) {
   EXPECT_EQ(VxFormat(u"%d %d", int64_t(-9223372036854775807 - 1), uint8_t(200)), u"-9223372036854775808 200");
 }
 
+// Widths and precisions taken from the arguments are held to a sane range before any arithmetic.
+TEST(VxFormat, ExtremeStarWidthsAreClamped) {
+  EXPECT_EQ(VxFormat(u"[%*d]", INT32_MIN, 7).size(), 100002u);  // left-aligned to 100000
+  EXPECT_EQ(VxFormat(u"[%*d]", INT64_MAX, 7).size(), 100002u);
+  EXPECT_EQ(VxFormat(u"[%.*s]", INT64_MIN, u"abc"), u"[abc]");
+}
+
 TEST(VxFormat, MismatchedArgumentsRaiseConvertError) {
   for (auto fmt : {u"%d", u"%s %s", u"%f", u"%z", u"%"}) {
     try {

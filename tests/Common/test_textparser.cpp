@@ -7,6 +7,9 @@
 #include <string>
 
 #include "uVxTextParser.h"
+#include "vx_test_streams.h"
+
+#include <istream>
 
 using namespace vx;
 
@@ -408,4 +411,67 @@ TEST(TextParser, EveryPrefixEndsCleanly) {
       (void)p.GetColNr();
     }
   }
+}
+
+// A peek that refills the window from a stream keeps the character before the current one, so
+// what lies behind the cursor reads the same from a stream as from memory.
+TEST(TextParser, PeekKeepsThePreviousCharacterAcrossARefill) {
+  for (size_t window : {size_t(16), size_t(17), size_t(64)}) {
+    test::TWindowGuard guard(window);
+    std::string doc;
+    for (int k = 0; k < 200; ++k) doc += U8(u8"ab\u00E9\u65E5c");
+    TVxTextParser mem(doc.data(), static_cast<int64_t>(doc.size()), cVxCodePageUTF8);
+    TVxTextParser str(new TTrickleStream(doc, 5), true, cVxCodePageUTF8);
+    while (!mem.Eof()) {
+      for (TVxTextParser* p : {&mem, &str}) {
+        p->NextChar();
+        (void)p->PeekStringW(3);
+      }
+      ASSERT_EQ(mem.PrevCharW(), str.PrevCharW()) << "window " << window << " at " << mem.GetPosition();
+      ASSERT_EQ(mem.SelectedW(ptPrevious, ptCurrent, false), str.SelectedW(ptPrevious, ptCurrent, false));
+      ASSERT_EQ(mem.CurrCharW(), str.CurrCharW());
+    }
+  }
+}
+
+// Every byte the cursor reads as a character counts one column: stray continuation bytes in
+// text mislabelled as UTF-8 (Windows-1252 "caf\xE9" is fine, "\x80\x99" are strays) included.
+TEST(TextParser, ColumnsCountWhatTheCursorReadsAsCharacters) {
+  const std::string text = "a\x80\x99" "b\xE2\x82\xAC" "c\xC3" "d";
+  for (bool stream : {false, true}) {
+    std::unique_ptr<TVxTextParser> p =
+        stream ? std::make_unique<TVxTextParser>(new TTrickleStream(text, 2), true, cVxCodePageUTF8)
+               : std::make_unique<TVxTextParser>(text.data(), static_cast<int64_t>(text.size()), cVxCodePageUTF8);
+    int64_t steps = 0;
+    while (!p->Eof()) {
+      EXPECT_EQ(p->GetColNr(), steps + 1) << "stream " << stream << " step " << steps;
+      p->NextChar();
+      ++steps;
+    }
+    EXPECT_EQ(steps, 8);  // a, two strays, b, euro sign, c, the cut sequence, d
+    EXPECT_EQ(p->GetColNr(), 9);
+  }
+}
+
+// A cursor over a standard stream that cannot tell its position (a pipe) starts at position 0
+// and reads on without seeking.
+TEST(TextParser, StandardStreamWithoutPositionsIsReadStraightOn) {
+  struct TPipeBuf : std::streambuf {
+    explicit TPipeBuf(std::string AData) : FData(std::move(AData)) { setg(FData.data(), FData.data(), FData.data() + FData.size()); }
+    std::string FData;  // seekoff/seekpos keep the default: "cannot seek"
+  };
+  std::string doc = "<?xml version=\"1.0\"?><r>" + std::string(100000, 'x') + "</r>";
+  TPipeBuf buf(doc);
+  std::istream in(&buf);
+  TVxStdStream pipe(in);
+  EXPECT_FALSE(pipe.Seekable());
+  TVxTextParser p(&pipe, false, cVxCodePageUTF8);
+  EXPECT_EQ(p.GetPosition(), 0);
+  p.SkipWhile(skUntilEqual, u'<');
+  p.NextChar();
+  p.SkipWhile(skUntilEqual, u'<');
+  EXPECT_EQ(p.GetPosition(), 21);
+  p.SetMark(ptMark1);
+  p.SkipWhile(skUntilEqual, u'/');
+  EXPECT_EQ(p.SelectedW(ptMark1, ptCurrent, false).size(), 100004u);
 }

@@ -5,6 +5,10 @@
 
 #include "uVxDateUtils.h"
 #include "uVxVariants.h"
+#include "vx_test_locale.h"
+
+#include <cmath>
+#include <limits>
 
 using namespace vx;
 
@@ -49,6 +53,12 @@ TEST(Variants, ArraysHaveBoundsAndValueSemantics) {
   EXPECT_FALSE(a == copy);
   EXPECT_THROW(a.ArrayItem(0), EVariantError);
   EXPECT_THROW(TVxVariant(1).ArrayLowBound(), EVariantError);
+  // A high bound beyond INT_MAX is refused rather than computed with overflow.
+  EXPECT_THROW(TVxVariant::Array({TVxVariant(1), TVxVariant(2)}, INT32_MAX), EVariantError);
+  TVxVariant last = TVxVariant::Array({TVxVariant(1)}, INT32_MAX);
+  EXPECT_EQ(last.ArrayHighBound(), INT32_MAX);
+  EXPECT_EQ(VxVarToInt(last.ArrayItem(INT32_MAX)), 1);
+  EXPECT_THROW(last.ArrayItem(INT32_MIN), EVariantError);
 }
 
 TEST(Variants, ToText) {
@@ -57,6 +67,8 @@ TEST(Variants, ToText) {
   EXPECT_EQ(VxVarToStr(TVxVariant(0.1)), u"0.1");
   EXPECT_EQ(VxVarToStr(TVxVariant(1e20)), u"1E20");
   EXPECT_EQ(VxVarToStr(TVxVariant(2.5e-7)), u"2.5E-7");
+  EXPECT_EQ(VxVarToStr(TVxVariant(1e5)), u"100000");
+  EXPECT_EQ(VxVarToStr(TVxVariant(0.0001)), u"0.0001");
   EXPECT_EQ(VxVarToStr(TVxVariant(true)), u"true");
   EXPECT_EQ(VxVarToStr(TVxVariant("bytes")), u"bytes");
   EXPECT_EQ(VxVarToStr(TVxVariant::FromDateTime(VxEncodeDateTime(2024, 2, 29, 13, 45, 0, 250))),
@@ -65,16 +77,36 @@ TEST(Variants, ToText) {
   EXPECT_THROW(VxVarToStr(TVxVariant::Null(), u"", true), EVariantTypeCastError);
 }
 
-TEST(Variants, TextIsLocaleIndependent) {
-  // Whatever the C locale's decimal separator, "." is read and written.
-  const char* previous = std::setlocale(LC_NUMERIC, nullptr);
-  std::string saved = previous ? previous : "C";
-  if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") || std::setlocale(LC_NUMERIC, "fr_FR.UTF-8")) {
-    EXPECT_EQ(VxVarToStr(TVxVariant(1.5)), u"1.5");
-    EXPECT_EQ(VxVarToDouble(TVxVariant(u"2.25")), 2.25);
-  }
-  std::setlocale(LC_NUMERIC, saved.c_str());
+// Whatever the C locale's decimal separator, "." is read and written: every number reader and
+// writer runs here under a German locale (compiled on the spot when none is installed).
+TEST(Variants, NumbersIgnoreTheLocale) {
+  test::TCommaLocale german;
+  if (!german.Ok()) GTEST_SKIP() << "no locale with a decimal comma: " << german.Reason();
   EXPECT_EQ(VxVarToStr(TVxVariant(1.5)), u"1.5");
+  EXPECT_EQ(VxVarToStr(TVxVariant(100000.25)), u"100000.25");
+  EXPECT_EQ(VxVarToDouble(TVxVariant(u"2.25")), 2.25);
+  EXPECT_EQ(VxFormat(u"%g %f %e", 0.5, 1.25, 1.5), u"0.5 1.25 1.50000000000000E+000");
+  double d = 0;
+  long double x = 0;
+  float f = 0;
+  EXPECT_FALSE(VxTryStrToFloat(u"1,5", d));
+  // Out of range: the infinity or zero with the text's sign, never a number cut at the ".".
+  ASSERT_TRUE(VxTryStrToFloat(u"1.5e400", d));
+  EXPECT_EQ(d, std::numeric_limits<double>::infinity());
+  ASSERT_TRUE(VxTryStrToFloat(u"-1.5e400", d));
+  EXPECT_EQ(d, -std::numeric_limits<double>::infinity());
+  ASSERT_TRUE(VxTryStrToFloat(u"2.5e-400", d));
+  EXPECT_EQ(d, 0.0);
+  ASSERT_TRUE(VxTryStrToFloat(u"-2.5e-400", d));
+  EXPECT_TRUE(d == 0.0 && std::signbit(d));
+  ASSERT_TRUE(VxTryStrToFloat(u"0.00000000000000000000000000000000000000000000001e-300", d));
+  EXPECT_EQ(d, 0.0);
+  ASSERT_TRUE(VxTryStrToFloat(u"1.5e40", f));
+  EXPECT_EQ(f, std::numeric_limits<float>::infinity());
+  ASSERT_TRUE(VxTryStrToFloat(u"1.5e5000", x));
+  EXPECT_EQ(x, std::numeric_limits<long double>::infinity());
+  ASSERT_TRUE(VxTryStrToFloat(u"1.5e-5000", x));
+  EXPECT_EQ(x, 0.0L);
 }
 
 TEST(Variants, LenientConversionsWithDefaultAndRaise) {
