@@ -179,6 +179,11 @@ TEST_F(SAXTest, MalformedDocumentsRaiseTheirMessagesAndCodes) {
     const char16_t* Message;
   } cases[] = {
       {"<a></a><b/>", 9, u"The document is not wellformed!\r\nA XML document may not contain multiple root elements."},
+      {"<a/><b/>", 9, u"The document is not wellformed!\r\nA XML document may not contain multiple root elements."},
+      {"<a/>\n<!--c-->\n<b></b>", 9,
+       u"The document is not wellformed!\r\nA XML document may not contain multiple root elements."},
+      {"<a/> text <b/>", 12,
+       u"The document is not wellformed!\r\nAn invalid token was detected at the root level of the document."},
       {"<a></a>text", 12, u"The document is not wellformed!\r\nAn invalid token was detected at the root level of the document."},
       {"<a b></a>", 7, u"The document is not wellformed!\r\nMissing attribute value."},
       {"<a x=\"1\" b></a>", 7, u"The document is not wellformed!\r\nMissing attribute value."},
@@ -195,6 +200,23 @@ TEST_F(SAXTest, MalformedDocumentsRaiseTheirMessagesAndCodes) {
     EXPECT_EQ(e.ErrorCode(), c.Code) << c.Text;
     EXPECT_EQ(e.Message(), c.Message) << c.Text;
   }
+}
+
+// An empty-element root ends the body like an end tag does: white space to the end, comments
+// and processing instructions after it are read (a real file ends "<fontconfig/>" and a newline).
+TEST_F(SAXTest, AnEmptyRootElementMayBeFollowedByBlanksCommentsAndInstructions) {
+  EXPECT_EQ(ParseXMLUTF8("<?xml version=\"1.0\"?>\n<fontconfig/>\n"),
+            (Events{"start-doc", "pi:xml|version=\"1.0\"", "start:fontconfig", "end:fontconfig", "end-doc"}));
+  EXPECT_EQ(ParseXMLUTF8("<a/>\r\n\t <!--after--> <?pi x?>\n"),
+            (Events{"start-doc", "start:a", "end:a", "comment:after", "pi:pi|x", "end-doc"}));
+  EXPECT_EQ(ParseXML(u"<a/>\n"), (Events{"start-doc", "start:a", "end:a", "end-doc"}));
+  // Through the component too.
+  TVxSAXParser parser;
+  int elements = 0;
+  parser.OnStartElement = [&](TVxSAXParser*, const VxXMLString&, const VxXMLString&, const VxXMLString&,
+                              IVxSAXAttributes*) { ++elements; };
+  parser.Parse(std::string_view("<fontconfig/>\n"), cVxCodePageUTF8, u"");
+  EXPECT_EQ(elements, 1);
 }
 
 TEST_F(SAXTest, EndOfInputFailuresReportTheConstructsStart) {

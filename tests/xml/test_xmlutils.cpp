@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "uVxXMLUtils.h"
+#include "vx_test_locale.h"
 #include "vx_test_zone.h"
 
 using namespace vx;
@@ -136,7 +137,10 @@ TEST(Unescaping, LeavesWhatIsNoReferenceAsWritten) {
 
 TEST(Unescaping, NumericReferences) {
   EXPECT_EQ(VxXMLToStr(u"&#x41;&#65;&#X42;&#x00e4;"), u"AAB\u00E4");
-  EXPECT_EQ(VxXMLToStr(u"&#x1F600;"), u"\U0001F600");  // a surrogate pair above U+FFFF
+  // One code unit per reference: a value above U+FFFF keeps its low sixteen bits.
+  EXPECT_EQ(VxXMLToStr(u"&#x1F600;"), u"\xF600");
+  EXPECT_EQ(VxXMLToStr(u"&#128512;x"), u"\xF600x");
+  EXPECT_EQ(VxXMLToStr(std::string_view("&#x1F600;")), "\xEF\x98\x80");
   EXPECT_EQ(VxXMLToStr(u"&#9;"), u"\t");
   for (const char16_t* bad : {u"&#;", u"&#x;", u"&#12a;", u"&#xZZ;", u"&#x-41;", u"&#99999999999;"}) {
     EXPECT_EQ(ConvertErrorOf([&] { VxXMLToStr(bad); }), VxString(u"'") + bad + u"' is not a valid integer value")
@@ -194,11 +198,17 @@ TEST(NumberTexts, IntegersNarrowWithoutRangeCheck) {
   EXPECT_EQ(VxXMLToInt(u""), 0);
   EXPECT_EQ(VxXMLToInt(u" 42 "), 42);
   EXPECT_EQ(VxXMLToInt(u"$1F"), 31);
-  EXPECT_EQ(VxXMLToInt(u"4294967297"), 1);
+  // The narrower readers go through the 32-bit conversion: outside its range they raise.
+  EXPECT_EQ(VxXMLToInt(u"-2147483648"), std::numeric_limits<int32_t>::min());
+  for (const char16_t* wide : {u"4294967296", u"2147483648", u"-2147483649"})
+    EXPECT_EQ(ConvertErrorOf([&] { VxXMLToInt(wide); }), VxString(u"'") + wide + u"' is not a valid integer value");
+  EXPECT_EQ(ConvertErrorOf([] { VxXMLToShortInt(u"4294967297"); }), u"'4294967297' is not a valid integer value");
+  EXPECT_EQ(ConvertErrorOf([] { VxXMLToLongWord(u"4294967295"); }), u"'4294967295' is not a valid integer value");
+  EXPECT_EQ(VxXMLToLongWord(u"-1"), 4294967295u);
+  EXPECT_EQ(VxXMLToInt64(u"4294967296"), 4294967296);
   EXPECT_EQ(VxXMLToInt64(u"-9223372036854775808"), std::numeric_limits<int64_t>::min());
   EXPECT_EQ(VxXMLToByte(u"-1"), 255);
   EXPECT_EQ(VxXMLToWord(u"65537"), 1);
-  EXPECT_EQ(VxXMLToLongWord(u"4294967295"), 4294967295u);
   EXPECT_EQ(VxXMLToUInt64(u"18446744073709551615"), std::numeric_limits<uint64_t>::max());
   EXPECT_EQ(VxXMLToUInt64(u"-1"), std::numeric_limits<uint64_t>::max());
   for (const char16_t* bad : {u"abc", u"1.5", u"12x", u"--1", u"18446744073709551616"})
@@ -233,6 +243,18 @@ TEST(NumberTexts, Floats) {
 TEST(NumberTexts, WritersGiveShortestDecimalText) {
   EXPECT_EQ(VxDoubleToXML(0.1), u"0.1");
   EXPECT_EQ(VxDoubleToXML(1e20), u"1E20");
+  // Fixed notation from 1E-5 up to below 1E15, scientific outside, as the general format has it.
+  EXPECT_EQ(VxDoubleToXML(100000), u"100000");
+  EXPECT_EQ(VxDoubleToXML(1e14), u"100000000000000");
+  EXPECT_EQ(VxDoubleToXML(123456789012345.6), u"123456789012345.6");
+  EXPECT_EQ(VxDoubleToXML(1e15), u"1E15");
+  EXPECT_EQ(VxDoubleToXML(0.0001), u"0.0001");
+  EXPECT_EQ(VxDoubleToXML(0.00001), u"0.00001");
+  EXPECT_EQ(VxDoubleToXML(0.000001), u"1E-6");
+  EXPECT_EQ(VxDoubleToXML(-1.5e-5), u"-0.000015");
+  EXPECT_EQ(VxDoubleToXML(0), u"0");
+  EXPECT_EQ(VxExtToXML(1e5L), u"100000");
+  EXPECT_EQ(VxExtToXML(1e-300L), u"1E-300");
   EXPECT_EQ(VxDoubleToXML(-2.5e-7), u"-2.5E-7");
   EXPECT_EQ(VxDoubleToXML(100), u"100");
   EXPECT_EQ(VxDoubleToXML(std::nan("")), u"NaN");
@@ -261,7 +283,7 @@ TEST(NumberTexts, EveryTypeRoundTrips) {
     EXPECT_EQ(VxXMLToInt64(VxInt64ToXML(v)), v);
   for (int v : {0, 255}) EXPECT_EQ(VxXMLToByte(VxByteToXML(uint8_t(v))), v);
   for (int v : {0, 65535}) EXPECT_EQ(VxXMLToWord(VxWordToXML(uint16_t(v))), v);
-  for (uint32_t v : {0u, 4294967295u}) EXPECT_EQ(VxXMLToLongWord(VxLongWordToXML(v)), v);
+  for (uint32_t v : {0u, 2147483647u}) EXPECT_EQ(VxXMLToLongWord(VxLongWordToXML(v)), v);
   for (uint64_t v : {uint64_t(0), std::numeric_limits<uint64_t>::max()}) EXPECT_EQ(VxXMLToUInt64(VxUInt64ToXML(v)), v);
   std::mt19937_64 rng(3);
   for (int i = 0; i < 2000; ++i) {
@@ -304,22 +326,27 @@ TEST(NumberTexts, VariantOverloadsTakeTheirKindsAndNameTheTypeOnFailure) {
     const char* Name;
     std::function<double(const TVxVariant&)> Convert;
     const char16_t* Message;
-    bool TakesFloats;
   } cases[] = {
-      {"ShortInt", [](const TVxVariant& v) { return VxXMLToShortInt(v, -1); }, cVxInvalidShortInt, false},
-      {"SmallInt", [](const TVxVariant& v) { return VxXMLToSmallInt(v, -1); }, cVxInvalidSmallInt, false},
-      {"Int", [](const TVxVariant& v) { return VxXMLToInt(v, -1); }, cVxInvalidInteger, false},
-      {"Int64", [](const TVxVariant& v) { return double(VxXMLToInt64(v, -1)); }, cVxInvalidInteger, false},
-      {"Byte", [](const TVxVariant& v) { return VxXMLToByte(v, 99); }, cVxInvalidByte, false},
-      {"Word", [](const TVxVariant& v) { return VxXMLToWord(v, 99); }, cVxInvalidWord, false},
-      {"LongWord", [](const TVxVariant& v) { return VxXMLToLongWord(v, 99); }, cVxInvalidLongWord, false},
-      {"UInt64", [](const TVxVariant& v) { return double(VxXMLToUInt64(v, 99)); }, cVxInvalidInteger, false},
-      {"Single", [](const TVxVariant& v) { return VxXMLToSingle(v, -1); }, cVxInvalidSingle, true},
-      {"Double", [](const TVxVariant& v) { return VxXMLToDouble(v, -1); }, cVxInvalidDouble, true},
-      {"Extended", [](const TVxVariant& v) { return double(VxXMLToExtended(v, -1)); }, cVxInvalidExtended, true},
-      {"Date", [](const TVxVariant& v) { return VxXMLToDate(v, -1); }, cVxInvalidDate, true},
-      {"Time", [](const TVxVariant& v) { return VxXMLToTime(v, -1); }, cVxInvalidTime, true},
-      {"DateTime", [](const TVxVariant& v) { return VxXMLToDateTime(v, -1); }, cVxInvalidDateTime, true},
+      {"ShortInt", [](const TVxVariant& v) { return VxXMLToShortInt(v, -1); }, cVxInvalidShortInt},
+      {"SmallInt", [](const TVxVariant& v) { return VxXMLToSmallInt(v, -1); }, cVxInvalidSmallInt},
+      {"Int", [](const TVxVariant& v) { return VxXMLToInt(v, -1); }, cVxInvalidInteger},
+      {"Int64", [](const TVxVariant& v) { return double(VxXMLToInt64(v, -1)); }, cVxInvalidInteger},
+      {"Byte", [](const TVxVariant& v) { return VxXMLToByte(v, 99); }, cVxInvalidByte},
+      {"Word", [](const TVxVariant& v) { return VxXMLToWord(v, 99); }, cVxInvalidWord},
+      {"LongWord", [](const TVxVariant& v) { return VxXMLToLongWord(v, 99); }, cVxInvalidLongWord},
+      {"UInt64", [](const TVxVariant& v) { return double(VxXMLToUInt64(v, 99)); }, cVxInvalidInteger},
+      {"Single", [](const TVxVariant& v) { return VxXMLToSingle(v, -1); }, cVxInvalidSingle},
+      {"Double", [](const TVxVariant& v) { return VxXMLToDouble(v, -1); }, cVxInvalidDouble},
+      {"Extended", [](const TVxVariant& v) { return double(VxXMLToExtended(v, -1)); }, cVxInvalidExtended},
+      {"Date", [](const TVxVariant& v) { return VxXMLToDate(v, -1); }, cVxInvalidDate},
+      {"Time", [](const TVxVariant& v) { return VxXMLToTime(v, -1); }, cVxInvalidTime},
+      {"DateTime", [](const TVxVariant& v) { return VxXMLToDateTime(v, -1); }, cVxInvalidDateTime},
+      {"Date/format", [](const TVxVariant& v) { return VxXMLToDate(v, -1, VxXMLDateTimeFormat(tzfNone)); },
+       cVxInvalidDate},
+      {"Time/format", [](const TVxVariant& v) { return VxXMLToTime(v, -1, VxXMLDateTimeFormat(tzfNone)); },
+       cVxInvalidTime},
+      {"DateTime/format", [](const TVxVariant& v) { return VxXMLToDateTime(v, -1, VxXMLDateTimeFormat(tzfNone)); },
+       cVxInvalidDateTime},
   };
   for (auto& c : cases) {
     SCOPED_TRACE(c.Name);
@@ -329,16 +356,23 @@ TEST(NumberTexts, VariantOverloadsTakeTheirKindsAndNameTheTypeOnFailure) {
     EXPECT_EQ(c.Convert(TVxVariant(true)), 1);
     EXPECT_EQ(ConvertErrorOf([&] { c.Convert(array); }), c.Message);
     EXPECT_EQ(ConvertErrorOf([&] { c.Convert(TVxVariant()); }), c.Message);  // empty is not null
-    if (c.TakesFloats)
-      EXPECT_EQ(c.Convert(real), 2.5);
-    else
-      EXPECT_EQ(ConvertErrorOf([&] { c.Convert(real); }), c.Message);
+    // Only ordinals, strings and booleans convert: floats and date-times raise, also for the
+    // float and date targets.
+    EXPECT_EQ(ConvertErrorOf([&] { c.Convert(real); }), c.Message);
+    EXPECT_EQ(ConvertErrorOf([&] { c.Convert(TVxVariant(2.5f)); }), c.Message);
+    EXPECT_EQ(ConvertErrorOf([&] { c.Convert(TVxVariant::FromDateTime(45000.5)); }), c.Message);
   }
+  // An unsigned ordinal above 2^63 - 1 converts without wrapping.
+  const TVxVariant big(std::numeric_limits<uint64_t>::max());
+  EXPECT_EQ(VxXMLToDouble(big, 0), 18446744073709551615.0);
+  EXPECT_EQ(VxXMLToSingle(big, 0), 18446744073709551615.0f);
+  EXPECT_EQ(VxXMLToExtended(big, 0), 18446744073709551615.0L);
+  EXPECT_EQ(VxXMLToDateTime(big, 0), 18446744073709551615.0);
   EXPECT_EQ(VxXMLToInt(TVxVariant(u"300"), 0), 300);
   EXPECT_EQ(VxXMLToShortInt(TVxVariant("300"), 0), 44);
   EXPECT_EQ(VxXMLToDouble(TVxVariant(u"1.25"), 0), 1.25);
   EXPECT_EQ(VxXMLToDate(TVxVariant(u"2024-02-29"), 0), VxEncodeDate(2024, 2, 29));
-  EXPECT_EQ(VxXMLToDateTime(TVxVariant::FromDateTime(45000.5), 0), 45000.5);
+  EXPECT_EQ(VxXMLToDateTime(TVxVariant(int32_t(45000)), 0), 45000.0);
   EXPECT_EQ(ConvertErrorOf([] { VxXMLToInt(TVxVariant(u"abc"), 0); }), u"'abc' is not a valid integer value");
 }
 
@@ -398,6 +432,66 @@ TEST(DateTexts, TimesOfDayShiftByTheZoneWithoutADate) {
   EXPECT_EQ(VxTimeToXML(VxEncodeTime(13, 0, 0, 0), tzfUTC), u"10:00:00Z");
   EXPECT_EQ(VxTimeToXML(VxEncodeTime(1, 0, 0, 0), tzfUTC), u"22:00:00Z");
   EXPECT_EQ(VxTimeToXML(VxEncodeTime(13, 0, 0, 0), tzfOffset), u"13:00:00+03:00");
+}
+
+// A value with a date moves between zones by the offset at its own date and time, also when
+// only its time of day is written.
+TEST(DateTexts, TheTimeOfADateTimeUsesTheOffsetOfItsDate) {
+  TZoneGuard zone(cBerlin);
+  EXPECT_EQ(VxTimeToXML(VxEncodeDateTime(2024, 7, 1, 12, 0, 0, 0), tzfUTC), u"10:00:00Z");
+  EXPECT_EQ(VxTimeToXML(VxEncodeDateTime(2024, 1, 15, 12, 0, 0, 0), tzfUTC), u"11:00:00Z");
+  EXPECT_EQ(VxTimeToXML(VxEncodeDateTime(2024, 7, 1, 12, 0, 0, 0), tzfOffset), u"12:00:00+02:00");
+  EXPECT_EQ(VxTimeToXML(VxEncodeDateTime(2024, 1, 15, 12, 0, 0, 0), tzfOffset), u"12:00:00+01:00");
+  // Across midnight: 00:30 local in summer is 22:30 UTC of the day before.
+  EXPECT_EQ(VxTimeToXML(VxEncodeDateTime(2024, 7, 2, 0, 30, 0, 0), tzfUTC), u"22:30:00Z");
+}
+
+// Dates before 30 December 1899: zones shift in the right direction, rounding stays in the day.
+TEST(DateTexts, DatesBefore1900) {
+  TZoneGuard zone("UTC0");
+  EXPECT_EQ(VxDateTimeToXML(VxXMLToDateTime(u"1850-06-01T12:00:00+02:00")), u"1850-06-01T10:00:00");
+  EXPECT_EQ(VxDateTimeToXML(VxXMLToDateTime(u"1850-06-01T01:00:00+02:00")), u"1850-05-31T23:00:00");
+  EXPECT_EQ(VxDateTimeToXML(VxXMLToDateTime(u"1899-12-29T23:59:59.9999")), u"1899-12-30T00:00:00");
+  EXPECT_EQ(VxDateToXML(VxXMLToDateTime(u"1899-12-29T23:59:59.9999")), u"1899-12-30");
+  EXPECT_EQ(VxXMLToDate(u"1850-06-01T18:00:00"), VxEncodeDate(1850, 6, 1));
+  EXPECT_NEAR(VxXMLToTime(u"1850-06-01T18:00:00"), 0.75, 1e-12);
+  TVxXMLDateTimeFormat plus2 = VxXMLDateTimeFormat(tzfOffset);
+  plus2.UseZoneOffset = true;
+  plus2.ZoneOffset = 120;
+  EXPECT_EQ(VxDateTimeToXML(VxEncodeDateTime(1850, 6, 1, 10, 0, 0, 0), plus2), u"1850-06-01T12:00:00+02:00");
+  EXPECT_EQ(VxDateTimeToXML(VxEncodeDateTime(1850, 6, 1, 23, 0, 0, 0), tzfUTC), u"1850-06-01T23:00:00Z");
+}
+
+// Every reader also takes its zone rule as a format record, in the text, variant and Def forms.
+TEST(DateTexts, EveryReaderTakesAFormatRecord) {
+  TZoneGuard zone(cBerlin);
+  const TVxXMLDateTimeFormat utc = VxXMLDateTimeFormat(tzfUTC);
+  const TVxVariant text(u"2024-07-01T10:00:00Z"), bare(u"2024-07-01T10:00:00");
+  EXPECT_NEAR(VxXMLToDateTime(text, 0, utc), VxEncodeDateTime(2024, 7, 1, 12, 0, 0, 0), 1e-9);
+  EXPECT_EQ(VxXMLToDate(text, 0, utc), VxEncodeDate(2024, 7, 1));
+  EXPECT_NEAR(VxXMLToTime(text, 0, utc), VxEncodeTime(12, 0, 0, 0), 1e-9);
+  EXPECT_EQ(ConvertErrorOf([&] { VxXMLToDateTime(bare, 0, utc); }), cVxMissingTimeZone);
+  EXPECT_EQ(VxXMLToDateTime(TVxVariant::Null(), 7, utc), 7);
+  EXPECT_EQ(VxXMLToDateTimeDef(u"2024-07-01T10:00:00", 7, utc), 7);
+  EXPECT_EQ(VxXMLToDateDef(u"2024-07-01T10:00:00", 7, utc), 7);
+  EXPECT_EQ(VxXMLToTimeDef(u"10:00:00", 7, utc), 7);
+  EXPECT_EQ(VxXMLToTimeDef(u"10:00:00Z", 7, utc), VxXMLToTime(u"10:00:00Z", tzfUTC));  // today's offset
+  EXPECT_EQ(VxXMLToDateDef(u"2024-07-01Z", 7, utc), VxEncodeDate(2024, 7, 1));
+}
+
+// The XML number readers keep "." as separator under a locale with a decimal comma.
+TEST(NumberTexts, ReadersAndWritersIgnoreTheLocale) {
+  test::TCommaLocale german;
+  if (!german.Ok()) GTEST_SKIP() << "no locale with a decimal comma: " << german.Reason();
+  EXPECT_EQ(VxXMLToDouble(u"1.5"), 1.5);
+  EXPECT_EQ(VxXMLToDouble(u"1.5e400"), std::numeric_limits<double>::infinity());
+  EXPECT_EQ(VxXMLToDouble(u"2.5e-400"), 0.0);
+  EXPECT_EQ(VxXMLToSingle(u"-1e39"), -std::numeric_limits<float>::infinity());
+  EXPECT_EQ(VxXMLToExtended(u"0.25"), 0.25L);
+  EXPECT_EQ(VxDoubleToXML(1234.5), u"1234.5");
+  EXPECT_EQ(VxExtToXML(0.001L), u"0.001");
+  EXPECT_EQ(ConvertErrorOf([] { VxXMLToDouble(u"1,5"); }), u"'1,5' is not a valid floating point value");
+  EXPECT_EQ(VxDurationToXML(VxXMLToDuration(u"PT1.5S")), u"PT1.5S");
 }
 
 TEST(DateTexts, RoundTripInEveryFormat) {

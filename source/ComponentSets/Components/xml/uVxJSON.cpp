@@ -75,6 +75,10 @@ void TVxJSONTextParser::RaiseNotWellFormed(std::u16string_view AExpected) {
   throw EVxJSONParseError(VxFormat(cVxJSONNotWellFormed, AExpected, CurrentForMessage()));
 }
 
+namespace {
+bool IsHexUnit(uint32_t C) { return (C >= u'0' && C <= u'9') || (C >= u'a' && C <= u'f') || (C >= u'A' && C <= u'F'); }
+}  // namespace
+
 void TVxJSONTextParser::ReadString(VxJSONString& ARaw) {
   static constexpr TVxAnsiCharSet stops{'\\', '"'};
   CheckCurrChar(u'"', true);
@@ -84,17 +88,20 @@ void TVxJSONTextParser::ReadString(VxJSONString& ARaw) {
     SkipWhile(skUntilInSet, stops);
     if (Eof() || CurrUnit() == u'"') break;
     NextChar();  // past the backslash: the escape character
+    if (Eof()) break;
     switch (CurrUnit()) {
       case u'"': case u'\\': case u'/': case u'b': case u'f': case u'n': case u'r': case u't':
+        NextChar();
         break;
       case u'u':
-        SkipChars(3);
+        // Over the hexadecimal digits that are there, up to four: a short escape ("\u41")
+        // never swallows the closing quote or what follows it.
+        NextChar();
+        for (int k = 0; k < 4 && !Eof() && IsHexUnit(CurrUnit()); ++k) NextChar();
         break;
       default:
         NotWellFormed(EscapeExpectation());
     }
-    NextChar();
-    if (!Eof() && CurrUnit() != u'"' && CurrUnit() != u'\\') NextChar();
   }
   ARaw.clear();
   AppendSelectedW(ptMark1, ptCurrent, false, ARaw);

@@ -35,7 +35,9 @@ bool IsXMLNS(const VxXMLString& AText) {
 }
 
 // A reader fills one attribute list per tag and reuses it. A handler that kept a reference to
-// it gets to keep it: the reader lets go of that list and fills a new one next time.
+// it gets to keep it: the reader lets go of that list and fills a new one next time. Checked
+// before every reuse, so a list kept by a handler that then ended the parse by throwing is not
+// overwritten by the next parse either.
 void RenewIfKept(TVxSAXXMAttributes*& AList) {
   if (AList->RefCount() <= 1) return;
   AList->_Release();
@@ -302,10 +304,14 @@ int64_t TVxSAXReader::GetColNr() {
 int64_t TVxSAXReader::GetPosition() { return FParser ? FParser->GetPosition() : -1; }
 
 void TVxSAXReader::RunParse(TVxStream* AStream, bool AOwnsStream, bool ADetectCodePage, uint16_t ACodePage) {
+  // A handler that starts a parse on the reader that called it would free the cursor the
+  // outer parse is still reading: refused, and the refusal ends the outer parse too.
+  if (FParser) {
+    if (AOwnsStream) delete AStream;
+    throw EVxXMLParseError(cVxSAXReentrantParse, cVxXMLErrReentrantParse);
+  }
   FEOFError = false;
   FLineNr = FColNr = -1;
-  delete FParser;
-  FParser = nullptr;
   FParser = CreateParser(AStream, AOwnsStream, ADetectCodePage, ACodePage);
   try {
     InternalParse();
@@ -330,12 +336,18 @@ void TVxSAXReader::ReportFatal(const std::exception& AError) {
 }
 
 void TVxSAXReader::ParseFile(const VxString& AFileName, uint16_t AMode, const VxXMLString& APublicID) {
+  ParseFileNamed(VxUTF16ToUTF8(AFileName), AMode, APublicID);
+}
+
+void TVxSAXReader::ParseFileNamed(const std::string& ANativeName, uint16_t AMode, const VxXMLString& APublicID) {
+  if (FParser) throw EVxXMLParseError(cVxSAXReentrantParse, cVxXMLErrReentrantParse);
+  TVxFileStream file(ANativeName, AMode);
   FPublicID = APublicID;
-  TVxFileStream file(AFileName, AMode);
   RunParse(&file, false, true, 0);
 }
 
 void TVxSAXReader::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxXMLString& APublicID) {
+  if (FParser) throw EVxXMLParseError(cVxSAXReentrantParse, cVxXMLErrReentrantParse);
   FPublicID = APublicID;
   RunParse(&AStream, false, false, ACodePage);
 }
@@ -487,19 +499,22 @@ void TVxSAXXMLReader::InternalParse() {
     }
     p->SkipWhile(skWhileAtOrBelow, u' ');
     p->CheckCurrChar(u'<', true);
-    // Body.
+    // Body. The character after a "<" picks the construct; text (which follows a CDATA
+    // section, a comment or an instruction directly) is read as text whatever its second
+    // character is, so "]]>x?y" or "-->O! what" stay text.
     while (!p->Eof()) {
+      if (ParseContentUTF8(depth)) continue;
+      if (p->CurrUnit() != u'<') {
+        ParseCharacters();
+        continue;
+      }
       uint32_t next = p->NextUnit();
       if (next == u'!') {
         ParseMarkupDeclaration(false);
       } else if (next == u'?') {
         ParseProcessingInstruction();
-      } else if (ParseContentUTF8(depth)) {
-        continue;
-      } else if (p->CurrUnit() == u'<') {
-        ParseElement(depth);
       } else {
-        ParseCharacters();
+        ParseElement(depth);
       }
     }
     FContentHandler->EndDocument();
@@ -557,6 +572,7 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
     ++ADepth;
     TVxSAXXMAttributes* list = FEmptyAttributes;
     if (!p->Eof() && p->CurrUnit() != u'/' && p->CurrUnit() != u'>') {
+      RenewIfKept(FAttributes);
       list = FAttributes;
       list->Clear();
       ParseAtrributes(*list, ADepth);
@@ -569,8 +585,8 @@ void TVxSAXXMLReader::ParseElement(int& ADepth) {
     }
   }
   p->SkipWhile(skUntilEqual, u'>');
-  if (ADepth == 0 && !emptyElement) {
-    AfterRootElement();
+  if (ADepth == 0) {
+    AfterRootElement(emptyElement);
     return;
   }
   p->NextChar();
@@ -594,14 +610,23 @@ void TVxSAXXMLReader::ReportStartTag(TVxSAXXMAttributes* AList, bool AEmpty, int
   if (AList == FAttributes) RenewIfKept(FAttributes);
 }
 
-void TVxSAXXMLReader::AfterRootElement() {
+void TVxSAXXMLReader::AfterRootElement(bool AEmptyRoot) {
   TVxXMLParser* p = Cursor();
   p->NextChar();
   for (;;) {
     p->SkipWhile(skWhileAtOrBelow, u' ');
     if (p->Eof()) return;
     if (p->CurrUnit() != u'<') {
-      if (FSingleRoot) throw EVxXMLParseError(cVxXMLTextAtRoot, cVxXMLErrTextAtRoot);
+      if (FSingleRoot) {
+        // After an empty-element root, text that runs to the end of input fails the text's own
+        // end-of-input check, as it always has; text followed by more markup is text at root.
+        if (AEmptyRoot) {
+          StoreLineCol();
+          p->SkipWhile(skUntilEqual, u'<');
+          p->CheckEOF();
+        }
+        throw EVxXMLParseError(cVxXMLTextAtRoot, cVxXMLErrTextAtRoot);
+      }
       ParseCharacters();
       continue;
     }
@@ -650,8 +675,9 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
     const uint8_t* const e = p->WindowEnd();
     if (s == e) return any;
     if (*s != '<') {
-      StoreLineCol();
-      if (!ParseCharactersUTF8()) return any;
+      // Text: when its "<" lies beyond the window, the character operations read it on (they
+      // refill the window), so the body loop always resumes on a "<".
+      ParseCharacters();
       any = true;
       continue;
     }
@@ -688,6 +714,8 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
       }
       gt = close;
       if (*close == '/') {
+        // An empty-element root ends the document's body: the root-level rules follow.
+        if (ADepth == 0) return any;
         gt = static_cast<const uint8_t*>(std::memchr(close, '>', static_cast<size_t>(e - close)));
         if (!gt) return any;
       }
@@ -712,6 +740,7 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
       ++ADepth;
       TVxSAXXMAttributes* list = FEmptyAttributes;
       if (hasAttributes) {
+        RenewIfKept(FAttributes);
         list = FAttributes;
         list->Clear();
         CommitAttributesUTF8(*list, ADepth);
@@ -1263,6 +1292,8 @@ TVxSAXJSONReader::TValueKind TVxSAXJSONReader::ParseSimpleValue(VxXMLString& ATe
 
 void TVxSAXJSONReader::SendScalar(const VxXMLString& AName, bool AArrayItem) {
   TValueKind kind = ParseSimpleValue(FValue);
+  // A handler may have kept the list of the previous value and ended that parse by throwing.
+  RenewIfKept(FTyping);
   FTyping->Clear();
   if (kind == vkNull) {
     FTyping->Add(u"nil", u"xsi:nil", AArrayItem ? VxXMLString(cVxXSINamespace)
@@ -1288,7 +1319,9 @@ TVxSAXParser::TVxSAXParser(TVxComponent* AOwner) : TVxImplements(AOwner) {}
 
 void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxXMLString& APublicID) {
   Fire(OnStart);
-  const int unitSize = ACodePage == cVxCodePageUTF16 ? 2 : 1;
+  // UTF-16 in either byte order is read in two-byte units, everything else byte by byte.
+  const bool bigEndian = ACodePage == cVxCodePageUTF16BE;
+  const int unitSize = ACodePage == cVxCodePageUTF16 || bigEndian ? 2 : 1;
   uint8_t unit[2] = {0, 0};
   uint32_t value = 0;
   bool readAny = false;
@@ -1296,7 +1329,7 @@ void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxX
     unit[1] = 0;
     if (AStream.Read(unit, unitSize) != unitSize) break;
     readAny = true;
-    value = static_cast<uint32_t>(unit[0] | (unit[1] << 8));
+    value = bigEndian ? static_cast<uint32_t>(unit[0] << 8 | unit[1]) : static_cast<uint32_t>(unit[0] | (unit[1] << 8));
     if (value > 0x20) break;
   }
   if (readAny) AStream.Seek(-unitSize, soCurrent);
@@ -1314,9 +1347,13 @@ void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxX
 }
 
 void TVxSAXParser::ParseFile(const VxString& AFileName, uint16_t AMode, const VxXMLString& APublicID) {
+  ParseFileNamed(VxUTF16ToUTF8(AFileName), AMode, APublicID);
+}
+
+void TVxSAXParser::ParseFileNamed(const std::string& ANativeName, uint16_t AMode, const VxXMLString& APublicID) {
   Fire(OnStart);
   {
-    TVxFileStream file(AFileName, AMode);
+    TVxFileStream file(ANativeName, AMode);
     uint16_t cp = VxGetCodePage(file);
     ParseStream(file, cp, APublicID);
   }

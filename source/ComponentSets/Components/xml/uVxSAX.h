@@ -44,6 +44,8 @@ class EVxXMLParseError : public EVxXMLException {
 
 inline constexpr char16_t cVxSAXNoContentHandler[] = u"No contenthandler has been assigned!";
 inline constexpr char16_t cVxSAXNoErrorHandler[] = u"No errorhandler has been assigned!";
+inline constexpr char16_t cVxSAXReentrantParse[] =
+    u"The reader is already parsing a document: a handler cannot start another parse on it!";
 inline constexpr char16_t cVxSAXListIndexError[] = u"List index (%d) out of bounds!";
 inline constexpr char16_t cVxSAXListNameError[] = u"List index (%s) out of bounds!";
 inline constexpr char16_t cVxSAXListURIError[] = u"List index (%s-%s) out of bounds!";
@@ -76,6 +78,8 @@ inline constexpr int cVxXMLErrMultipleRoots = 9;
 inline constexpr int cVxXMLErrNoContentHandler = 10;
 inline constexpr int cVxXMLErrNoErrorHandler = 11;
 inline constexpr int cVxXMLErrTextAtRoot = 12;
+/// A parse started on a reader from inside one of its own handlers.
+inline constexpr int cVxXMLErrReentrantParse = 13;
 
 /// The XML Schema namespace names the JSON-to-SAX reader types values with.
 inline constexpr char16_t cVxXSINamespace[] = u"http://www.w3.org/2001/XMLSchema-instance";
@@ -162,6 +166,49 @@ class IVxSAXLexicalHandler : public IVxInterface {
   virtual void EndCDATA() = 0;
   virtual void EndDTD() = 0;
   virtual void EndEntity(const VxXMLString& AName) = 0;
+};
+
+/// A handler to derive from: every content, lexical and error operation does nothing, except
+/// that FatalError is left to the reader's error route (the parse still raises its exception
+/// after FatalError). Override what you need and give the object to a reader as its content,
+/// lexical and error handler (SetHandlers does all three):
+///
+///   class TCounter : public vx::TVxSAXDefaultHandler {
+///    public:
+///     int Elements = 0;
+///     void StartElement(const vx::VxXMLString&, const vx::VxXMLString&, const vx::VxXMLString&,
+///                       vx::IVxSAXAttributes*) override { ++Elements; }
+///   };
+///   auto counter = vx::VxMake<TCounter>();
+///   reader.SetHandlers(counter);
+class TVxSAXDefaultHandler
+    : public TVxImplements<TVxObject, IVxSAXContentHandler, IVxSAXLexicalHandler, IVxSAXErrorHandler> {
+ public:
+  using Inherited = TVxObject;
+  // IVxSAXContentHandler
+  void SetDocumentLocator(IVxSAXLocator*) override {}
+  void Characters(const VxXMLString&) override {}
+  void EndDocument() override {}
+  void EndElement(const VxXMLString&, const VxXMLString&, const VxXMLString&) override {}
+  void EndPrefixMapping(const VxXMLString&) override {}
+  void IgnorableWhitespace(const VxXMLString&) override {}
+  void ProcessingInstruction(const VxXMLString&, const VxXMLString&) override {}
+  void SkippedEntity(const VxXMLString&) override {}
+  void StartDocument() override {}
+  void StartElement(const VxXMLString&, const VxXMLString&, const VxXMLString&, IVxSAXAttributes*) override {}
+  void StartPrefixMapping(const VxXMLString&, const VxXMLString&) override {}
+  // IVxSAXLexicalHandler
+  void Comment(const VxXMLString&) override {}
+  void StartCDATA() override {}
+  void StartDTD() override {}
+  void StartEntity(const VxXMLString&) override {}
+  void EndCDATA() override {}
+  void EndDTD() override {}
+  void EndEntity(const VxXMLString&) override {}
+  // IVxSAXErrorHandler
+  void Warning(IVxSAXLocator*, const VxXMLString&) override {}
+  void Error(IVxSAXLocator*, const VxXMLString&) override {}
+  void FatalError(IVxSAXLocator*, const VxXMLString&) override {}
 };
 
 /// A SAX reader: handlers, features, properties and the parse entry points.
@@ -313,6 +360,14 @@ class TVxSAXReader : public TVxImplements<TVxObject, IVxSAXXMLReader, IVxSAXLoca
   void SetErrorHandler(const TVxIntf<IVxSAXErrorHandler>& AHandler) override { FErrorHandler = AHandler; }
   TVxIntf<IVxSAXLexicalHandler> GetLexicalHandler() override { return FLexicalHandler; }
   void SetLexicalHandler(const TVxIntf<IVxSAXLexicalHandler>& AHandler) override { FLexicalHandler = AHandler; }
+  /// Sets one object as content, lexical and error handler (for example a
+  /// TVxSAXDefaultHandler descendant).
+  template <class T>
+  void SetHandlers(const TVxIntf<T>& AHandler) {
+    SetContentHandler(TVxIntf<IVxSAXContentHandler>(AHandler));
+    SetLexicalHandler(TVxIntf<IVxSAXLexicalHandler>(AHandler));
+    SetErrorHandler(TVxIntf<IVxSAXErrorHandler>(AHandler));
+  }
   /// Always false: there are no features.
   bool GetFeature(const VxXMLString&) override { return false; }
   /// Does nothing.
@@ -333,7 +388,13 @@ class TVxSAXReader : public TVxImplements<TVxObject, IVxSAXXMLReader, IVxSAXLoca
   /// Parses a file opened with AMode; a byte-order mark decides the code page, else the
   /// document (UTF-8 by default).
   void ParseFile(const VxString& AFileName, uint16_t AMode, const VxXMLString& APublicID) override;
-  /// Parses a stream from its position; the caller keeps it. ACodePage 0: detected.
+  /// ParseFile with a file system path (any name the system takes, UTF-8 or not).
+  template <VxFileSystemPath P>
+  void ParseFile(const P& AFileName, uint16_t AMode, const VxXMLString& APublicID) {
+    ParseFileNamed(AFileName.native(), AMode, APublicID);
+  }
+  /// Parses a stream from its position; the caller keeps it. ACodePage 0: detected. A stream
+  /// that cannot seek (a pipe through TVxStdStream) is read straight on.
   void ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxXMLString& APublicID) override;
   /// Parses a caller's buffer in place.
   void ParseBuffer(const void* ABuffer, int64_t ASize, uint16_t ACodePage, const VxXMLString& APublicID) override;
@@ -368,6 +429,9 @@ class TVxSAXReader : public TVxImplements<TVxObject, IVxSAXXMLReader, IVxSAXLoca
       throw;
     }
   }
+
+  /// ParseFile with the name as the system takes it (bytes, UTF-8 by convention).
+  void ParseFileNamed(const std::string& ANativeName, uint16_t AMode, const VxXMLString& APublicID);
 
   VxXMLString FPublicID;
   int64_t FLineNr = -1;
@@ -462,7 +526,8 @@ class TVxSAXXMLReader : public TVxSAXReader {
   }
   void SendCharacters(TVxTextParserPosType AFrom, TVxTextParserPosType ATo);
   void SendWhitespace(TVxTextParserPosType AFrom, TVxTextParserPosType ATo);
-  void AfterRootElement();
+  // The rest of the input after the root element has ended (AEmptyRoot: by an empty-element tag).
+  void AfterRootElement(bool AEmptyRoot);
   // The events of a tag whose names are in FPrefix/FLocalName/FQName: EndElement and the end
   // of its declarations; StartElement with AList, and for an empty element its end as well.
   // Both keep ADepth; a kept attribute list is let go afterwards.
@@ -572,10 +637,21 @@ class TVxSAXParser : public TVxImplements<TVxComponent, IVxSAXErrorHandler, IVxS
   using Inherited = TVxComponent;
   explicit TVxSAXParser(TVxComponent* AOwner = nullptr);
 
+  /// Parses a stream from its position: blanks are passed over, then "<" picks the XML reader
+  /// and anything else the JSON-to-SAX reader. Fires OnStart, and OnFinished on success.
   void ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxXMLString& APublicID);
+  /// Parses a file; its byte-order mark gives the code page.
   void ParseFile(const VxString& AFileName, uint16_t AMode, const VxXMLString& APublicID);
+  /// ParseFile with a file system path.
+  template <VxFileSystemPath P>
+  void ParseFile(const P& AFileName, uint16_t AMode, const VxXMLString& APublicID) {
+    ParseFileNamed(AFileName.native(), AMode, APublicID);
+  }
+  /// Parses a caller's buffer in place.
   void ParseBuffer(const void* ABuffer, int64_t ASize, uint16_t ACodePage, const VxXMLString& APublicID);
+  /// Parses UTF-16 text.
   void Parse(std::u16string_view AText, const VxXMLString& APublicID);
+  /// Parses 8-bit text in a code page.
   void Parse(std::string_view AText, uint16_t ACodePage, const VxXMLString& APublicID);
 
   TVxSAXOnStartDocument OnStartDocument;
@@ -626,6 +702,7 @@ class TVxSAXParser : public TVxImplements<TVxComponent, IVxSAXErrorHandler, IVxS
   void EndEntity(const VxXMLString&) override {}
 
  private:
+  void ParseFileNamed(const std::string& ANativeName, uint16_t AMode, const VxXMLString& APublicID);
   void Fire(const std::function<void(TVxSAXParser*)>& AEvent) {
     if (AEvent) AEvent(this);
   }

@@ -160,20 +160,12 @@ int32_t NumericReference(const C* ABody, size_t ALength) {
   throw EConvertError(VxFormat(u"'%s' is not a valid integer value", ref));
 }
 
-// Appends a decoded character: one unit, a surrogate pair for code points above U+FFFF.
-void AppendChar(VxString& AOut, int32_t AValue) {
-  if (AValue >= 0x10000 && AValue <= 0x10FFFF) {
-    AValue -= 0x10000;
-    AOut.push_back(static_cast<char16_t>(0xD800 + (AValue >> 10)));
-    AOut.push_back(static_cast<char16_t>(0xDC00 + (AValue & 0x3FF)));
-  } else {
-    AOut.push_back(static_cast<char16_t>(AValue));
-  }
-}
+// Appends a decoded character as one UTF-16 code unit: a value above U+FFFF keeps its low
+// sixteen bits, as the unescaper writes every reference as a single unit.
+void AppendChar(VxString& AOut, int32_t AValue) { AOut.push_back(static_cast<char16_t>(AValue)); }
 void AppendChar(std::string& AOut, int32_t AValue) {
-  VxString unit;
-  AppendChar(unit, AValue);
-  VxUTF16Append(unit.data(), unit.size(), AOut);
+  const auto unit = static_cast<char16_t>(AValue);
+  VxUTF16Append(&unit, 1, AOut);
 }
 
 // Position of the first "&" at or after AFrom, or npos.
@@ -255,6 +247,16 @@ F TextToFloat(std::u16string_view AText) {
 
 int64_t TextToInt64(std::u16string_view AText) { return AText.empty() ? 0 : VxStrToInt64(AText); }
 
+// The 32-bit string-to-integer conversion behind the readers narrower than 64 bits: a text
+// outside -2147483648 .. 2147483647 raises; the caller narrows the result.
+int32_t TextToInt32(std::u16string_view AText) {
+  if (AText.empty()) return 0;
+  int64_t v;
+  if (!VxTryStrToInt64(AText, v) || v < INT32_MIN || v > INT32_MAX)
+    throw EConvertError(VxFormat(u"'%s' is not a valid integer value", AText));
+  return static_cast<int32_t>(v);
+}
+
 uint64_t TextToUInt64(std::u16string_view AText) {
   if (AText.empty()) return 0;
   int64_t v;
@@ -279,11 +281,11 @@ int64_t VariantInt(const TVxVariant& AValue) {
   return std::get<int64_t>(d);
 }
 
-long double VariantFloat(const TVxVariant& AValue) {
+// The value of an ordinal variant as a float, unsigned 64-bit values without wrapping.
+long double OrdinalFloat(const TVxVariant& AValue) {
   const auto& d = AValue.Data();
-  if (auto* x = std::get_if<long double>(&d)) return *x;
-  if (auto* f = std::get_if<double>(&d)) return static_cast<long double>(*f);
-  return static_cast<long double>(VariantInt(AValue));
+  if (auto* u = std::get_if<uint64_t>(&d)) return static_cast<long double>(*u);
+  return static_cast<long double>(std::get<int64_t>(d));
 }
 
 enum TVarKind { vkOther = 0, vkOrdinal = 1, vkFloat = 2, vkString = 3, vkBoolean = 4, vkDateTime = 5 };
@@ -302,13 +304,14 @@ T VariantToInteger(const TVxVariant& AValue, T ADefault, T (*AFromText)(std::u16
   }
 }
 
+// The variant overloads of the float conversions: as for integers, so a float or date-time
+// variant raises the type's message like any other kind.
 template <class T>
 T VariantToFloat(const TVxVariant& AValue, T ADefault, T (*AFromText)(std::u16string_view),
                  const char16_t* AMessage) {
   if (AValue.IsNull()) return ADefault;
   switch (TVxTypes::VarMainTypeKind(AValue)) {
-    case vkOrdinal: return static_cast<T>(VariantInt(AValue));
-    case vkFloat: return static_cast<T>(VariantFloat(AValue));
+    case vkOrdinal: return static_cast<T>(OrdinalFloat(AValue));
     case vkString: return AFromText(VariantText(AValue));
     case vkBoolean: return static_cast<T>(VxVarToBool(AValue) ? 1 : 0);
     default: throw EConvertError(VxString(AMessage));
@@ -334,6 +337,17 @@ int TodaysOffset() {
   return VxCalcTimeZoneOffset(std::floor(now) + 0.5);
 }
 
+// The date (midnight) and the time of day of a date-time, on the continuous day count: a time
+// rounding up to midnight belongs to the next day, before 1899 as after.
+double RoundedDays(TDateTime AValue) {
+  return std::round(VxDateTimeToDayCount(AValue) * 86400000.0) / 86400000.0;
+}
+TDateTime DatePart(TDateTime AValue) { return VxDayCountToDateTime(std::floor(RoundedDays(AValue))); }
+TDateTime TimePart(TDateTime AValue) {
+  const double days = RoundedDays(AValue);
+  return days - std::floor(days);
+}
+
 // Keeps a time of day within [0, 1) after a zone shift.
 TDateTime WrapTime(TDateTime AValue) {
   AValue = std::fmod(AValue, 1.0);
@@ -352,22 +366,24 @@ TVxDateTimeParts PartsOf(TDateTime AValue, bool ADate, bool ATime, bool AMillise
   return p;
 }
 
-// Writes a local date-time (or time of day) in the zone form of the format.
-VxXMLString WriteDateTime(TDateTime AValue, const TVxXMLDateTimeFormat& AFormat, bool ADate) {
+// Writes a local date-time, or the time of day of one, in the zone form of the format. A value
+// with a date moves between zones by the offset in force at its own date and time; a time of
+// day alone (day 0) by today's offset.
+VxXMLString WriteDateTime(TDateTime AValue, const TVxXMLDateTimeFormat& AFormat, bool AWriteDate) {
+  const bool hasDate = AWriteDate || std::trunc(AValue) != 0;
+  TDateTime local = hasDate ? AValue : std::fabs(AValue - std::trunc(AValue));
   int offset = 0;  // of the written value, minutes east of UTC
-  TDateTime local = AValue;
   const int localOffset = AFormat.TimeZoneFormat == tzfNone ? 0
-                          : ADate                           ? VxCalcTimeZoneOffset(local)
+                          : hasDate                         ? VxCalcTimeZoneOffset(local)
                                                             : TodaysOffset();
   if (AFormat.TimeZoneFormat == tzfOffset) offset = AFormat.UseZoneOffset ? AFormat.ZoneOffset : localOffset;
   if (AFormat.TimeZoneFormat != tzfNone && offset != localOffset) {
-    if (ADate) {
-      AValue = VxLocalToUTC(local) + offset / 1440.0;
-    } else {
-      AValue = WrapTime(local + (offset - localOffset) / 1440.0);
-    }
+    if (hasDate)
+      local = VxIncMinutes(VxLocalToUTC(local), offset);
+    else
+      local = WrapTime(local + (offset - localOffset) / 1440.0);
   }
-  TVxDateTimeParts p = PartsOf(AValue, ADate, true, AFormat.Milliseconds);
+  TVxDateTimeParts p = PartsOf(local, AWriteDate, true, AFormat.Milliseconds);
   p.HasZone = AFormat.TimeZoneFormat != tzfNone;
   p.ZoneOffset = offset;
   return VxEncodeISODateTime(p);
@@ -383,26 +399,26 @@ TDateTime ReadDateTime(std::u16string_view AText, TVxTimeZoneFormat AZoneFormat,
     if (!p.HasZone && AZoneFormat != tzfNone) throw EConvertError(VxString(cVxMissingTimeZone));
     if (p.HasZone) {
       if (p.HasDate) {
-        value = VxUTCToLocal(value - p.ZoneOffset / 1440.0);
+        value = VxUTCToLocal(VxIncMinutes(value, -p.ZoneOffset));
       } else {
         value = WrapTime(value + (TodaysOffset() - p.ZoneOffset) / 1440.0);
       }
     }
   }
   switch (AAs) {
-    case raDate: return std::trunc(value);
-    case raTime: return std::fabs(value - std::trunc(value));
+    case raDate: return DatePart(value);
+    case raTime: return TimePart(value);
     default: return value;
   }
 }
 
+// The variant overloads of the date readers: an ordinal is a day number, a string a date text,
+// a boolean 1 or 0; a float or date-time variant raises the type's message like any other kind.
 TDateTime VariantToDate(const TVxVariant& AValue, TDateTime ADefault, TVxTimeZoneFormat AZoneFormat, TReadAs AAs,
                         const char16_t* AMessage) {
   if (AValue.IsNull()) return ADefault;
   switch (TVxTypes::VarMainTypeKind(AValue)) {
-    case vkOrdinal:
-    case vkFloat:
-    case vkDateTime: return static_cast<TDateTime>(VariantFloat(AValue));
+    case vkOrdinal: return static_cast<TDateTime>(OrdinalFloat(AValue));
     case vkString: return ReadDateTime(VariantText(AValue), AZoneFormat, AAs);
     case vkBoolean: return VxVarToBool(AValue) ? 1.0 : 0.0;
     default: throw EConvertError(VxString(AMessage));
@@ -425,7 +441,9 @@ TVxVariant TextToVariant(std::u16string_view AText, TVxVarType AType, TReadAs AD
       case varInt64: return TVxVariant(VxXMLToInt64(AText));
       case varByte: return TVxVariant(VxXMLToByte(AText));
       case varWord: return TVxVariant(VxXMLToWord(AText));
-      case varLongWord: return TVxVariant(VxXMLToLongWord(AText));
+      // LongWord values above 2147483647 are read through the 64-bit conversion, so every
+      // LongWord variant written by VxVariantToXML reads back.
+      case varLongWord: return TVxVariant(static_cast<uint32_t>(VxXMLToInt64(AText)));
       case varUInt64: return TVxVariant(VxXMLToUInt64(AText));
       case varSingle: return TVxVariant(VxXMLToSingle(AText));
       case varDouble: return TVxVariant(VxXMLToDouble(AText));
@@ -601,7 +619,7 @@ VxXMLString VxTimeToXML(TDateTime AValue, TVxTimeZoneFormat ATimeZoneFormat) {
   return VxTimeToXML(AValue, VxXMLDateTimeFormat(ATimeZoneFormat));
 }
 VxXMLString VxTimeToXML(TDateTime AValue, const TVxXMLDateTimeFormat& AFormat) {
-  return WriteDateTime(std::fabs(AValue - std::trunc(AValue)), AFormat, false);
+  return WriteDateTime(AValue, AFormat, false);
 }
 VxXMLString VxDateTimeToXML(TDateTime AValue, TVxTimeZoneFormat ATimeZoneFormat) {
   return VxDateTimeToXML(AValue, VxXMLDateTimeFormat(ATimeZoneFormat));
@@ -643,7 +661,7 @@ VxXMLString VxVariantToXML(const TVxVariant& AValue) {
 // ---------------------------------------------------------------------------------------------
 
 #define VX_XML_TO_INTEGER(Name, T, Message)                                                          \
-  T VxXMLTo##Name(std::u16string_view AText) { return static_cast<T>(TextToInt64(AText)); }          \
+  T VxXMLTo##Name(std::u16string_view AText) { return static_cast<T>(TextToInt32(AText)); }          \
   T VxXMLTo##Name(const TVxVariant& AValue, T ADefault) {                                            \
     return VariantToInteger<T>(AValue, ADefault, [](std::u16string_view t) { return VxXMLTo##Name(t); }, \
                                Message);                                                             \
@@ -655,11 +673,18 @@ VxXMLString VxVariantToXML(const TVxVariant& AValue) {
 VX_XML_TO_INTEGER(ShortInt, int8_t, cVxInvalidShortInt)
 VX_XML_TO_INTEGER(SmallInt, int16_t, cVxInvalidSmallInt)
 VX_XML_TO_INTEGER(Int, int32_t, cVxInvalidInteger)
-VX_XML_TO_INTEGER(Int64, int64_t, cVxInvalidInteger)
 VX_XML_TO_INTEGER(Byte, uint8_t, cVxInvalidByte)
 VX_XML_TO_INTEGER(Word, uint16_t, cVxInvalidWord)
 VX_XML_TO_INTEGER(LongWord, uint32_t, cVxInvalidLongWord)
 #undef VX_XML_TO_INTEGER
+
+int64_t VxXMLToInt64(std::u16string_view AText) { return TextToInt64(AText); }
+int64_t VxXMLToInt64(const TVxVariant& AValue, int64_t ADefault) {
+  return VariantToInteger<int64_t>(AValue, ADefault, TextToInt64, cVxInvalidInteger);
+}
+int64_t VxXMLToInt64Def(std::u16string_view AText, int64_t ADefault) {
+  return OrDefault([&] { return TextToInt64(AText); }, ADefault);
+}
 
 uint64_t VxXMLToUInt64(std::u16string_view AText) { return TextToUInt64(AText); }
 uint64_t VxXMLToUInt64(const TVxVariant& AValue, uint64_t ADefault) {
@@ -705,8 +730,14 @@ bool VxXMLToBool(const TVxVariant& AValue, bool ADefault) {
   TDateTime VxXMLTo##Name(const TVxVariant& AValue, TDateTime ADefault, TVxTimeZoneFormat ATimeZoneFormat) { \
     return VariantToDate(AValue, ADefault, ATimeZoneFormat, As, Message);                             \
   }                                                                                                   \
+  TDateTime VxXMLTo##Name(const TVxVariant& AValue, TDateTime ADefault, const TVxXMLDateTimeFormat& AFormat) { \
+    return VariantToDate(AValue, ADefault, AFormat.TimeZoneFormat, As, Message);                      \
+  }                                                                                                   \
   TDateTime VxXMLTo##Name##Def(std::u16string_view AText, TDateTime ADefault, TVxTimeZoneFormat ATimeZoneFormat) { \
     return OrDefault([&] { return ReadDateTime(AText, ATimeZoneFormat, As); }, ADefault);            \
+  }                                                                                                   \
+  TDateTime VxXMLTo##Name##Def(std::u16string_view AText, TDateTime ADefault, const TVxXMLDateTimeFormat& AFormat) { \
+    return OrDefault([&] { return ReadDateTime(AText, AFormat.TimeZoneFormat, As); }, ADefault);     \
   }
 
 VX_XML_TO_DATE(Date, raDate, cVxInvalidDate)

@@ -75,9 +75,10 @@ std::string VxStrToXML(std::string_view AText, bool AEscapeApostrophe = false, b
 void VxStrToXML(const char16_t* AText, size_t ALength, TVxStringStream& AStream, bool AEscapeApostrophe = false,
                 bool AEscapeQuote = true);
 
-/// Replaces character references: "&#n;" and "&#xh;" by the character (an invalid number raises
-/// EConvertError), "&name;" by the named HTML 4 or XML entity. References without ";" before the
-/// next space or the end, names longer than 8 characters and unknown names stay as written.
+/// Replaces character references: "&#n;" and "&#xh;" by the character, written as one UTF-16
+/// code unit (a value above U+FFFF keeps its low 16 bits; an invalid number raises
+/// EConvertError), "&name;" by the named HTML 4 or XML entity. References without ";" before
+/// the next space or the end, names longer than 8 characters and unknown names stay as written.
 /// Names are matched by a folded 32-bit key, so a few unknown names that fold onto an entity's
 /// key are read as that entity.
 VxXMLString VxXMLToStr(std::u16string_view AText);
@@ -102,8 +103,9 @@ VxXMLString VxWordToXML(uint16_t AValue);
 VxXMLString VxLongWordToXML(uint32_t AValue);
 VxXMLString VxCardinalToXML(uint32_t AValue);
 VxXMLString VxUInt64ToXML(uint64_t AValue);
-/// Shortest text that reads back to the same double, "." as separator, "E" exponent
-/// ("0.1", "1E20", "-2.5E-7"); "NaN", "INF" and "-INF".
+/// The general float format with the shortest digits that read back to the same double, "." as
+/// separator: fixed from 1E-5 up to below 1E15 ("0.1", "100000", "0.0001"), scientific with an
+/// "E" exponent outside ("1E15", "-2.5E-7"); "NaN", "INF" and "-INF".
 VxXMLString VxDoubleToXML(double AValue);
 /// VxDoubleToXML for long double (shortest text that reads back to the same long double).
 VxXMLString VxExtToXML(long double AValue);
@@ -147,12 +149,13 @@ VxXMLString VxVariantToXML(const TVxVariant& AValue);
 // Text to values
 // ---------------------------------------------------------------------------------------------
 // Integer texts: an empty text gives 0; otherwise the text (blanks around it ignored) is read as
-// a decimal integer ("$1F"/"0x1F" as hexadecimal) and narrowed to the width without a range
-// check ("300" as ShortInt gives 44); a malformed text raises EConvertError.
+// a decimal integer ("$1F"/"0x1F" as hexadecimal) by the 32-bit conversion, so a text outside
+// -2147483648 .. 2147483647 raises EConvertError, and the result is narrowed to the width without
+// a range check ("300" as ShortInt gives 44). Int64 and UInt64 read 64-bit texts.
 // Float texts: decimal with "." and an optional exponent, "INF", "-INF", "NaN"; empty gives 0.
 // Variant overloads: null gives ADefault; integer variants convert their value, strings are read
-// as text, booleans count 1 or 0; float targets also take floats, date targets floats and dates;
-// any other kind raises EConvertError "The given value is not a valid ... value!".
+// as text, booleans count 1 or 0; any other kind (floats and date-times included, also for the
+// float targets) raises EConvertError "The given value is not a valid ... value!".
 // Def overloads give ADefault where the text overload would raise.
 
 int8_t VxXMLToShortInt(std::u16string_view AText);
@@ -198,25 +201,35 @@ bool VxXMLToBool(const TVxVariant& AValue, bool ADefault);
 // Date and time texts: XML Schema date, time or dateTime. A zone in the text is applied (the
 // result is local time); tzfUTC and tzfOffset require a zone on times and dateTimes and raise
 // EConvertError "The XMLDateTime value did not contain timezone information!" without one. A
-// zone on a date-only text is ignored. Malformed texts raise EConvertError.
+// zone on a date-only text is ignored. Malformed texts raise EConvertError. Each reader takes
+// the zone rule either as a TVxTimeZoneFormat or as the TimeZoneFormat of a TVxXMLDateTimeFormat.
+// Variant overloads: null gives ADefault, an integer variant is a day number, a string a date
+// text, a boolean 1 or 0; any other kind (floats and date-times included) raises EConvertError
+// "The given value is not a valid Date (Time, DateTime) value!".
 
 /// The date part (midnight) of a date or dateTime text.
 TDateTime VxXMLToDate(std::u16string_view AText, TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
 TDateTime VxXMLToDate(std::u16string_view AText, const TVxXMLDateTimeFormat& AFormat);
 TDateTime VxXMLToDate(const TVxVariant& AValue, TDateTime ADefault, TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
+TDateTime VxXMLToDate(const TVxVariant& AValue, TDateTime ADefault, const TVxXMLDateTimeFormat& AFormat);
 TDateTime VxXMLToDateDef(std::u16string_view AText, TDateTime ADefault, TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
+TDateTime VxXMLToDateDef(std::u16string_view AText, TDateTime ADefault, const TVxXMLDateTimeFormat& AFormat);
 /// The time of day (day 0) of a time or dateTime text.
 TDateTime VxXMLToTime(std::u16string_view AText, TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
 TDateTime VxXMLToTime(std::u16string_view AText, const TVxXMLDateTimeFormat& AFormat);
 TDateTime VxXMLToTime(const TVxVariant& AValue, TDateTime ADefault, TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
+TDateTime VxXMLToTime(const TVxVariant& AValue, TDateTime ADefault, const TVxXMLDateTimeFormat& AFormat);
 TDateTime VxXMLToTimeDef(std::u16string_view AText, TDateTime ADefault, TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
+TDateTime VxXMLToTimeDef(std::u16string_view AText, TDateTime ADefault, const TVxXMLDateTimeFormat& AFormat);
 /// Date and time of a date, time or dateTime text.
 TDateTime VxXMLToDateTime(std::u16string_view AText, TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
 TDateTime VxXMLToDateTime(std::u16string_view AText, const TVxXMLDateTimeFormat& AFormat);
 TDateTime VxXMLToDateTime(const TVxVariant& AValue, TDateTime ADefault,
                           TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
+TDateTime VxXMLToDateTime(const TVxVariant& AValue, TDateTime ADefault, const TVxXMLDateTimeFormat& AFormat);
 TDateTime VxXMLToDateTimeDef(std::u16string_view AText, TDateTime ADefault,
                              TVxTimeZoneFormat ATimeZoneFormat = tzfNone);
+TDateTime VxXMLToDateTimeDef(std::u16string_view AText, TDateTime ADefault, const TVxXMLDateTimeFormat& AFormat);
 /// The parts of a date, time or dateTime text as written (no zone applied).
 TVxDateTimeParts VxDecodeXMLDateTime(std::u16string_view AText);
 
