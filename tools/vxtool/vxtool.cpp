@@ -1,12 +1,14 @@
-// vxtool: the library's work from a shell. Commands:
-//   vxtool demo [DIR]            read every sample in DIR through the text cursor
-//   vxtool read FILE [ENCODING]  print a file as UTF-8 (byte-order mark, else ENCODING, else UTF-8)
-//   vxtool encodings             list the encodings the library knows
-//   vxtool events FILE           print the SAX event stream of an XML or JSON file
+// vxtool: the library's work from a shell. Run "vxtool --help" for the commands.
+//
+// Conventions: FILE may be "-" for standard input; output goes to standard output, diagnostics
+// to standard error; exit code 0 on success, 1 when the input fails (a malformed document, a
+// missing file), 2 when the command line is wrong.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,97 @@ using namespace vx;
 
 namespace {
 
+constexpr char cUsage[] =
+    "usage: vxtool COMMAND [ARGS]\n"
+    "\n"
+    "commands:\n"
+    "  demo [DIR]              read the samples in DIR (default: samples) through the text cursor,\n"
+    "                          print the SAX events of an XML and a JSON sample, list the encodings\n"
+    "  read FILE [ENCODING]    print a file as UTF-8: its byte-order mark, else ENCODING, else UTF-8\n"
+    "  encodings               list the encodings the library knows (code page, name, aliases)\n"
+    "  events FILE             print the SAX events of an XML or JSON document, one per line\n"
+    "\n"
+    "FILE may be - for standard input. Options: -h, --help (this text), --version.\n"
+    "Exit codes: 0 success, 1 the input failed (malformed document, missing file), 2 usage error.\n";
+
+/// A wrong command line: reported with the usage, exit code 2.
+struct TUsageError {
+  std::string Message;
+};
+
+/// A failure with the input, already worded for the user: exit code 1.
+struct TInputError {
+  std::string Message;
+};
+
+// Text for one line of output: control characters (U+0000 included), quotes and backslashes
+// escaped, so every character of a message or value shows.
+std::string Escaped(const VxXMLString& AText, bool AQuoted) {
+  static constexpr char16_t hex[] = u"0123456789ABCDEF";
+  VxXMLString out;
+  for (char16_t c : AText) {
+    switch (c) {
+      case u'\n': out.append(AQuoted ? u"\\n" : u"\n"); break;
+      case u'\r': out.append(AQuoted ? u"\\r" : u"\r"); break;
+      case u'\t': out.append(u"\\t"); break;
+      case u'"': out.append(AQuoted ? u"\\\"" : u"\""); break;
+      case u'\\': out.append(AQuoted ? u"\\\\" : u"\\"); break;
+      default:
+        if (c < 0x20 || c == 0x7F) {
+          out.append(u"\\x").append(1, hex[(c >> 4) & 15]).append(1, hex[c & 15]);
+        } else {
+          out.append(1, c);
+        }
+    }
+  }
+  return AQuoted ? "\"" + VxUTF16ToUTF8(out) + "\"" : VxUTF16ToUTF8(out);
+}
+std::string Show(const VxXMLString& AText) { return Escaped(AText, true); }
+
+// ---------------------------------------------------------------------------------------------
+// Input
+// ---------------------------------------------------------------------------------------------
+
+// An opened input: a file or standard input (read through a stream that cannot seek).
+class TInput {
+ public:
+  explicit TInput(const std::string& AName) : FName(AName) {
+    if (AName == "-") {
+      FStdin = std::make_unique<TVxStdStream>(std::cin);
+      FStream = FStdin.get();
+    } else {
+      FFile = std::make_unique<TVxFileStream>(std::filesystem::path(AName), fmOpenRead | fmShareDenyWrite);
+      FStream = FFile.get();
+    }
+  }
+  TVxStream& Stream() { return *FStream; }
+  /// The name for messages.
+  std::string Name() const { return FName == "-" ? "standard input" : FName; }
+  /// True when the input holds no byte at all; the stream is left where it was.
+  bool Empty() {
+    uint8_t b;
+    if (FStream->Read(&b, 1) != 1) return true;
+    FStream->Seek(-1, soCurrent);
+    return false;
+  }
+
+ private:
+  std::string FName;
+  std::unique_ptr<TVxStdStream> FStdin;
+  std::unique_ptr<TVxFileStream> FFile;
+  TVxStream* FStream;
+};
+
+uint16_t CodePageOfName(const std::string& AEncoding) {
+  uint16_t cp = VxFindCodePage(AEncoding);
+  if (cp == 0) throw TUsageError{"unknown encoding '" + AEncoding + "' (vxtool encodings lists them)"};
+  return cp;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Commands
+// ---------------------------------------------------------------------------------------------
+
 struct TReadResult {
   uint16_t CodePage = 0;
   std::string Text;  // UTF-8
@@ -27,11 +120,10 @@ struct TReadResult {
   int64_t Words = 0;
 };
 
-// Reads a whole file through the cursor: the byte-order mark decides, then the caller's code page.
-TReadResult ReadThroughCursor(const std::string& AFileName, uint16_t ACodePage) {
-  auto* stream = new TVxFileStream(AFileName, fmOpenRead | fmShareDenyWrite);
-  uint16_t bom = VxGetCodePage(*stream);
-  TVxTextParser cursor(stream, true, bom ? bom : (ACodePage ? ACodePage : cVxCodePageUTF8));
+// Reads a whole input through the cursor: the byte-order mark decides, then the caller's code page.
+TReadResult ReadThroughCursor(TInput& AInput, uint16_t ACodePage) {
+  uint16_t bom = VxGetCodePage(AInput.Stream());
+  TVxTextParser cursor(&AInput.Stream(), false, bom ? bom : (ACodePage ? ACodePage : cVxCodePageUTF8));
   TReadResult r;
   r.CodePage = cursor.ContentCodePage();
   // Count words with the skip operations: blanks (op 4 against space), then a word (op 7 against
@@ -66,11 +158,14 @@ int CmdEncodings() {
 }
 
 int CmdRead(const std::string& AFileName, const std::string& AEncoding) {
-  uint16_t cp = AEncoding.empty() ? 0 : VxCodePage(std::string_view(AEncoding));
-  TReadResult r = ReadThroughCursor(AFileName, cp);
+  uint16_t cp = AEncoding.empty() ? 0 : CodePageOfName(AEncoding);
+  TInput input(AFileName);
+  TReadResult r = ReadThroughCursor(input, cp);
   std::fwrite(r.Text.data(), 1, r.Text.size(), stdout);
   return 0;
 }
+
+int CmdEvents(const std::string& AFileName);
 
 int CmdDemo(const std::string& ADir) {
   std::printf("Vx XML library %s: reading samples through the text cursor\n\n",
@@ -81,9 +176,8 @@ int CmdDemo(const std::string& ADir) {
       files.push_back(entry.path().string());
   std::sort(files.begin(), files.end());
   for (const auto& file : files) {
-    std::string enc = EncodingOfName(file);
-    uint16_t cp = VxFindCodePage(enc);
-    TReadResult r = ReadThroughCursor(file, cp);
+    TInput input(file);
+    TReadResult r = ReadThroughCursor(input, VxFindCodePage(EncodingOfName(file)));
     std::printf("== %s: %s (code page %u), %lld lines, %lld words\n",
                 std::filesystem::path(file).filename().string().c_str(),
                 VxUTF16ToUTF8(VxCodePageName(r.CodePage)).c_str(), static_cast<unsigned>(r.CodePage),
@@ -91,35 +185,21 @@ int CmdDemo(const std::string& ADir) {
     std::fwrite(r.Text.data(), 1, r.Text.size(), stdout);
     std::printf("\n");
   }
+  for (const char* sample : {"catalog.xml", "order.json"}) {
+    const std::string path = (std::filesystem::path(ADir) / sample).string();
+    if (!std::filesystem::exists(path)) continue;
+    std::printf("== SAX events of %s\n", sample);
+    std::fflush(stdout);
+    if (int rc = CmdEvents(path)) return rc;
+    std::printf("\n");
+  }
   std::printf("== encodings the library knows (code page, name, aliases)\n");
   return CmdEncodings();
 }
 
-// Text for one line of output, quoted, with control characters, quotes and backslashes escaped.
-std::string Show(const VxXMLString& AText) {
-  static constexpr char16_t hex[] = u"0123456789ABCDEF";
-  VxXMLString escaped;
-  for (char16_t c : AText) {
-    switch (c) {
-      case u'\n': escaped.append(u"\\n"); break;
-      case u'\r': escaped.append(u"\\r"); break;
-      case u'\t': escaped.append(u"\\t"); break;
-      case u'"': escaped.append(u"\\\""); break;
-      case u'\\': escaped.append(u"\\\\"); break;
-      default:
-        if (c < 0x20) {
-          escaped.append(u"\\x").append(1, hex[c >> 4]).append(1, hex[c & 15]);
-        } else {
-          escaped.append(1, c);
-        }
-    }
-  }
-  std::string out(1, '"');
-  out.append(VxUTF16ToUTF8(escaped)).append(1, '"');
-  return out;
-}
-
 int CmdEvents(const std::string& AFileName) {
+  TInput input(AFileName);
+  if (input.Empty()) throw TInputError{input.Name() + " is empty: no XML or JSON document to read"};
   TVxSAXParser parser;
   auto line = [](const std::string& AText) { std::printf("%s\n", AText.c_str()); };
   parser.OnStartDocument = [&](TVxSAXParser*) { line("StartDocument"); };
@@ -140,8 +220,8 @@ int CmdEvents(const std::string& AFileName) {
                               IVxSAXAttributes* A) {
     std::string text = "StartElement " + Show(U) + " " + Show(L) + " " + Show(Q);
     for (int k = 0; k < A->Count(); ++k)
-      text += " " + VxUTF16ToUTF8(A->GetQName(k)) + "=" + Show(A->GetValue(k)) +
-              (A->GetURI(k).empty() ? "" : "{" + VxUTF16ToUTF8(A->GetURI(k)) + "}");
+      text += " " + Escaped(A->GetQName(k), false) + "=" + Show(A->GetValue(k)) +
+              (A->GetURI(k).empty() ? "" : "{" + Escaped(A->GetURI(k), false) + "}");
     line(text);
   };
   parser.OnEndElement = [&](TVxSAXParser*, const VxXMLString& U, const VxXMLString& L, const VxXMLString& Q) {
@@ -150,39 +230,83 @@ int CmdEvents(const std::string& AFileName) {
   parser.OnCharacters = [&](TVxSAXParser*, const VxXMLString& T) { line("Characters " + Show(T)); };
   parser.OnIgnorableWhitespace = [&](TVxSAXParser*, const VxXMLString& T) { line("IgnorableWhitespace " + Show(T)); };
   parser.OnFatalError = [&](IVxSAXLocator* L, const VxXMLString& M) {
-    line("FatalError " + VxUTF16ToUTF8(VxFormat(cVxParseErrorAt, L->GetLineNr(), L->GetColNr(), M)));
+    line("FatalError " + Escaped(VxFormat(cVxParseErrorAt, L->GetLineNr(), L->GetColNr(), M), false));
   };
   try {
-    parser.ParseFile(VxUTF8ToUTF16(AFileName), fmOpenRead, VxUTF8ToUTF16(AFileName));
+    const uint16_t cp = VxGetCodePage(input.Stream());
+    parser.ParseStream(input.Stream(), cp, VxUTF8ToUTF16(AFileName));
   } catch (const EVxXMLParseError& e) {
-    std::fprintf(stderr, "vxtool: %s\n", VxUTF16ToUTF8(VxFormat(cVxParseErrorAt, e.LineNr(), e.ColNr(), e.Message())).c_str());
-    return 1;
+    throw TInputError{Escaped(VxFormat(cVxParseErrorAt, e.LineNr(), e.ColNr(), e.Message()), false)};
   }
   return 0;
 }
 
-int Usage() {
-  std::fprintf(stderr,
-               "usage: vxtool demo [DIR]\n"
-               "       vxtool read FILE [ENCODING]\n"
-               "       vxtool encodings\n"
-               "       vxtool events FILE\n");
-  return 2;
+// ---------------------------------------------------------------------------------------------
+// Command line
+// ---------------------------------------------------------------------------------------------
+
+struct TCommand {
+  const char* Name;
+  size_t MinArgs, MaxArgs;
+  std::function<int(const std::vector<std::string>&)> Run;
+};
+
+const std::vector<TCommand>& Commands() {
+  static const std::vector<TCommand> commands = {
+      {"demo", 0, 1, [](const auto& A) { return CmdDemo(A.empty() ? "samples" : A[0]); }},
+      {"read", 1, 2, [](const auto& A) { return CmdRead(A[0], A.size() > 1 ? A[1] : ""); }},
+      {"encodings", 0, 0, [](const auto&) { return CmdEncodings(); }},
+      {"events", 1, 1, [](const auto& A) { return CmdEvents(A[0]); }},
+  };
+  return commands;
+}
+
+int Run(const std::vector<std::string>& AArgs) {
+  if (AArgs.empty()) throw TUsageError{"no command given"};
+  std::vector<std::string> rest;
+  bool options = true;
+  for (const std::string& a : AArgs) {
+    if (options && a == "--") {
+      options = false;
+    } else if (options && (a == "-h" || a == "--help")) {
+      std::fputs(cUsage, stdout);
+      return 0;
+    } else if (options && a == "--version") {
+      std::printf("vxtool %s\n", VxUTF16ToUTF8(VxXMLLibraryVersion()).c_str());
+      return 0;
+    } else if (options && a.size() > 1 && a[0] == '-') {
+      throw TUsageError{"unknown option '" + a + "'"};
+    } else {
+      rest.push_back(a);
+    }
+  }
+  if (rest.empty()) throw TUsageError{"no command given"};
+  for (const TCommand& c : Commands()) {
+    if (rest[0] != c.Name) continue;
+    std::vector<std::string> args(rest.begin() + 1, rest.end());
+    if (args.size() < c.MinArgs) throw TUsageError{std::string(c.Name) + ": missing argument"};
+    if (args.size() > c.MaxArgs) throw TUsageError{std::string(c.Name) + ": unexpected argument '" + args[c.MaxArgs] + "'"};
+    return c.Run(args);
+  }
+  throw TUsageError{"unknown command '" + rest[0] + "'"};
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<std::string> args(argv + 1, argv + argc);
   try {
-    if (args.empty()) return Usage();
-    if (args[0] == "demo") return CmdDemo(args.size() > 1 ? args[1] : "samples");
-    if (args[0] == "encodings") return CmdEncodings();
-    if (args[0] == "events" && args.size() >= 2) return CmdEvents(args[1]);
-    if (args[0] == "read" && args.size() >= 2) return CmdRead(args[1], args.size() > 2 ? args[2] : "");
-    return Usage();
+    return Run(std::vector<std::string>(argv + 1, argv + argc));
+  } catch (const TUsageError& e) {
+    std::fprintf(stderr, "vxtool: %s\n\n%s", e.Message.c_str(), cUsage);
+    return 2;
+  } catch (const TInputError& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "vxtool: %s\n", e.Message.c_str());
+    return 1;
   } catch (const Exception& e) {
-    std::fprintf(stderr, "vxtool: %s: %s\n", VxUTF16ToUTF8(e.ClassName()).c_str(), e.what());
+    std::fflush(stdout);
+    // The message in full: what() would stop at a U+0000 in it.
+    std::fprintf(stderr, "vxtool: %s: %s\n", VxUTF16ToUTF8(e.ClassName()).c_str(), Escaped(e.Message(), false).c_str());
     return 1;
   } catch (const std::exception& e) {
     std::fprintf(stderr, "vxtool: %s\n", e.what());

@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Command-line habits of vxtool: help, usage errors, exit codes, "-" for standard input, and
+# messages that show every character. Usage: vxtool_cli.sh VXTOOL SAMPLES_DIR
+set -u
+VXTOOL="$1"
+SAMPLES="$2"
+TMP="$(mktemp -d)"
+trap 'rm -rf "$TMP"' EXIT
+failures=0
+
+# check NAME EXPECTED_CODE STDOUT_PATTERN STDERR_PATTERN -- COMMAND...
+check() {
+  local name="$1" code="$2" out_pat="$3" err_pat="$4"
+  shift 5
+  "$@" >"$TMP/out" 2>"$TMP/err"
+  local rc=$?
+  local ok=1
+  [ "$rc" = "$code" ] || ok=0
+  [ -z "$out_pat" ] || grep -qE -- "$out_pat" "$TMP/out" || ok=0
+  [ -z "$err_pat" ] || grep -qE -- "$err_pat" "$TMP/err" || ok=0
+  if [ "$ok" = 1 ]; then
+    echo "ok   $name"
+  else
+    echo "FAIL $name (exit $rc, expected $code)"
+    echo "  stdout: $(head -c 400 "$TMP/out")"
+    echo "  stderr: $(head -c 400 "$TMP/err")"
+    failures=$((failures + 1))
+  fi
+}
+
+check "--help prints usage on stdout, exit 0" 0 "^usage: vxtool" "" -- "$VXTOOL" --help
+check "-h after a command is help too" 0 "^usage: vxtool" "" -- "$VXTOOL" events -h
+check "--version" 0 "^vxtool [0-9]" "" -- "$VXTOOL" --version
+check "no arguments: usage on stderr, exit 2" 2 "" "usage: vxtool" -- "$VXTOOL"
+check "unknown option refused, exit 2" 2 "" "unknown option '--frobnicate'" -- "$VXTOOL" --frobnicate events x
+check "unknown command refused, exit 2" 2 "" "unknown command 'evnts'" -- "$VXTOOL" evnts x
+check "extra argument refused, exit 2" 2 "" "unexpected argument 'two'" -- "$VXTOOL" events one two
+check "missing argument refused, exit 2" 2 "" "events: missing argument" -- "$VXTOOL" events
+check "unknown encoding is named, exit 2" 2 "" "unknown encoding 'klingon'" -- "$VXTOOL" read "$SAMPLES/greeting.UTF-8.xml" klingon
+check "read with an encoding" 0 "Съешь" "" -- "$VXTOOL" read "$SAMPLES/greeting.KOI8-R.txt" koi8-r
+check "missing file: exit 1, the name in the message" 1 "" "no-such-file.xml" -- "$VXTOOL" events "$TMP/no-such-file.xml"
+check "events of a file" 0 "^StartElement \"urn:example:catalog\" \"catalog\"" "" -- "$VXTOOL" events "$SAMPLES/catalog.xml"
+check "events from standard input" 0 "^StartElement \"\" \"object\"" "" -- bash -c "\"$VXTOOL\" events - < \"$SAMPLES/order.json\""
+check "events from a pipe" 0 "^EndDocument" "" -- bash -c "cat \"$SAMPLES/catalog.xml\" | \"$VXTOOL\" events -"
+check "read from standard input" 0 "Grüße" "" -- bash -c "printf 'Grüße' | \"$VXTOOL\" read -"
+: > "$TMP/empty.xml"
+check "an empty file is diagnosed as empty" 1 "" "is empty" -- "$VXTOOL" events "$TMP/empty.xml"
+check "empty standard input too" 1 "" "standard input is empty" -- bash -c "\"$VXTOOL\" events - < /dev/null"
+check "malformed document: position and message, exit 1" 1 "FatalError Line 1, column" "Line 1, column [0-9]+: The document is not wellformed" -- bash -c "printf '<a></a><b/>' | \"$VXTOOL\" events -"
+# UTF-16 without a byte-order mark read as UTF-8: the character found is U+0000, shown as \x00.
+printf '<\0a\0>\0' > "$TMP/utf16.xml"
+check "a U+0000 in a message is shown, not cut off" 1 "" 'x00' -- "$VXTOOL" events "$TMP/utf16.xml"
+check "demo" 0 "encodings the library knows" "" -- "$VXTOOL" demo "$SAMPLES"
+
+if [ "$failures" != 0 ]; then
+  echo "$failures check(s) failed"
+  exit 1
+fi
