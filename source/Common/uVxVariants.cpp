@@ -130,7 +130,7 @@ int TVxVariant::ArrayLowBound() const { return ArrayData().LowBound; }
 
 int TVxVariant::ArrayHighBound() const {
   const auto& a = ArrayData();
-  return a.LowBound + static_cast<int>(a.Items.size()) - 1;
+  return static_cast<int>(static_cast<int64_t>(a.LowBound) + static_cast<int64_t>(a.Items.size()) - 1);
 }
 
 const TVxVariant& TVxVariant::ArrayItem(int AIndex) const {

@@ -69,11 +69,12 @@ def main():
     ap.add_argument("--cxx", required=True)
     ap.add_argument("--include", action="append", default=[])
     ap.add_argument("--libdir", action="append", default=[])
+    ap.add_argument("--flag", action="append", default=[], help="extra compiler and linker flag")
     args = ap.parse_args()
     os.makedirs(args.work, exist_ok=True)
     here = os.path.dirname(os.path.abspath(__file__))
     flags = ["-std=c++20", "-Wall", "-Wextra", "-Werror", "-Wno-unused-variable", "-Wno-unused-parameter",
-             "-Wno-unused-but-set-variable", f"-I{here}"] + [f"-I{i}" for i in args.include]
+             "-Wno-unused-but-set-variable", f"-I{here}"] + [f"-I{i}" for i in args.include] + args.flag
     libs = []
     for d in args.libdir:
         libs += [f"-L{d}", f"-Wl,-rpath,{d}"]
