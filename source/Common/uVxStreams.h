@@ -114,8 +114,18 @@ class TVxMemoryStream : public TVxStream {
   void SaveToStream(TVxStream& AStream);
   /// Replaces the content with a file's bytes.
   void LoadFromFile(const VxString& AFileName);
+  template <VxFileSystemPath P>
+  void LoadFromFile(const P& AFileName) {
+    TVxFileStream f(AFileName, fmOpenRead | fmShareDenyWrite);
+    LoadFromStream(f);
+  }
   /// Writes the content to a file.
   void SaveToFile(const VxString& AFileName);
+  template <VxFileSystemPath P>
+  void SaveToFile(const P& AFileName) {
+    TVxFileStream f(AFileName, fmCreate);
+    SaveToStream(f);
+  }
 
  protected:
   /// Makes the buffer owned and at least ACapacity bytes large (copying a caller's buffer).
