@@ -34,19 +34,19 @@ bool TVxObject::GetInterface(const TVxGUID& AIID, void** AObj) {
   return false;
 }
 
-int32_t TVxObject::ObjAddRef() noexcept { return FRefCount.fetch_add(1, std::memory_order_relaxed) + 1; }
+int32_t TVxObject::ObjAddRef() { return FRefCount.fetch_add(1, std::memory_order_relaxed) + 1; }
 
-int32_t TVxObject::ObjRelease() noexcept {
+int32_t TVxObject::ObjRelease() {
   int32_t count = FRefCount.fetch_sub(1, std::memory_order_acq_rel) - 1;
   if (count == 0 && FAutoDestroy) delete this;
   return count;
 }
 
-int32_t TVxObjectEx::ObjAddRef() noexcept {
+int32_t TVxObjectEx::ObjAddRef() {
   return FController ? FController->_AddRef() : TVxObject::ObjAddRef();
 }
 
-int32_t TVxObjectEx::ObjRelease() noexcept {
+int32_t TVxObjectEx::ObjRelease() {
   return FController ? FController->_Release() : TVxObject::ObjRelease();
 }
 

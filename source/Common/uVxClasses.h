@@ -210,8 +210,8 @@ class TVxObject : public IVxInterface {
   /// Looks up an interface the object implements; derived classes extend the search.
   virtual bool GetInterface(const TVxGUID& AIID, void** AObj);
   /// Reference counting behind _AddRef and _Release.
-  virtual int32_t ObjAddRef() noexcept;
-  virtual int32_t ObjRelease() noexcept;
+  virtual int32_t ObjAddRef();
+  virtual int32_t ObjRelease();
 
   template <class B, class... I>
   friend class TVxImplements;
@@ -234,8 +234,8 @@ class TVxObjectEx : public TVxObject {
   void SetController(IVxInterface* AController) noexcept { FController = AController; }
 
  protected:
-  int32_t ObjAddRef() noexcept override;
-  int32_t ObjRelease() noexcept override;
+  int32_t ObjAddRef() override;
+  int32_t ObjRelease() override;
 
  private:
   IVxInterface* FController;

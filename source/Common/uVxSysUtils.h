@@ -133,6 +133,11 @@ class EFilerError : public EStreamError {
  public:
   using EStreamError::EStreamError;
 };
+/// A programming error detected by a check of the library (a documented precondition broken).
+class EAssertionFailed : public Exception {
+ public:
+  using Exception::Exception;
+};
 /// A stream could not deliver the bytes asked for.
 class EReadError : public EFilerError {
  public:

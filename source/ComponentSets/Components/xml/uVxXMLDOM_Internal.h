@@ -1,0 +1,224 @@
+// uVxXMLDOM_Internal: what the files of the DOM module share and users do not see: the rare
+// per-node data, the typed-list orders, the tree walks without recursion, the writers, the
+// loader and the companion classes.
+#pragma once
+
+#include <unordered_map>
+
+#include "uVxXMLDOM.h"
+
+namespace vx {
+
+// ---------------------------------------------------------------------------------------------
+// Per-node data that most nodes never need (kept out of the node to keep it small)
+// ---------------------------------------------------------------------------------------------
+
+struct TVxDOMNode::TExtra {
+  VxXMLString NamespaceURI;  // a detached node's own (pending) namespace name
+  TVxDOMParseEvent OnWarning, OnError, OnFatal;
+  TVxDOMNodeList* ChildNodes = nullptr;
+  TVxDOMAttrList* Attributes = nullptr;
+  TVxDOMAttrList* Namespaces = nullptr;
+  TVxDOMElementList* Elements = nullptr;
+  TVxDOMNodeList* CharNodes = nullptr;
+};
+
+/// The typed lists of an element once their order left the child list's order (an insertion
+/// before or after a child of another kind): from then on they are kept as vectors.
+struct TVxDOMElement::TTypedOrder {
+  std::vector<TVxDOMNode*> Attributes, Elements, CharNodes;
+  std::vector<TVxDOMNode*>& Of(TVxDOMNodeListBase::TKind AKind) {
+    return AKind == TVxDOMNodeListBase::lkAttributes ? Attributes
+           : AKind == TVxDOMNodeListBase::lkElements ? Elements
+                                                     : CharNodes;
+  }
+};
+
+/// The name table of a document: one TVxDOMName per qualified name.
+struct TVxDOMDocument::TNameTable {
+  std::unordered_map<std::u16string_view, TVxDOMName*> ByQName;
+  ~TNameTable();
+};
+
+// ---------------------------------------------------------------------------------------------
+// Names
+// ---------------------------------------------------------------------------------------------
+
+/// The fixed names.
+TVxDOMName* VxDOMFixedName(std::u16string_view ALocalName);
+/// A name not interned in any document (for detached nodes).
+TVxDOMName* VxDOMNewName(std::u16string_view APrefix, std::u16string_view ALocalName);
+void VxDOMAddRef(TVxDOMName* AName) noexcept;
+void VxDOMRelease(TVxDOMName* AName) noexcept;
+/// Splits a qualified name at its first ":".
+void VxDOMSplitName(std::u16string_view AName, std::u16string_view& APrefix, std::u16string_view& ALocal);
+
+// ---------------------------------------------------------------------------------------------
+// Tree helpers
+// ---------------------------------------------------------------------------------------------
+
+/// Which typed list a node belongs to (lkStandalone: none, a processing instruction).
+TVxDOMNodeListBase::TKind VxDOMTypedKind(const TVxDOMNode* ANode) noexcept;
+
+/// Operations on whole subtrees, without recursion, and on the links of the tree.
+struct TVxDOMTree {
+  /// The next node of ARoot's subtree in document order (children before siblings), or nullptr
+  /// when the walk leaves the subtree. ARoot itself is the walk's first node.
+  static TVxDOMNode* NextInSubtree(TVxDOMNode* ANode, TVxDOMNode* ARoot, bool AEnterChildren = true) noexcept {
+    if (AEnterChildren && ANode->FFirst) return ANode->FFirst;
+    while (ANode != ARoot) {
+      if (ANode->FNext) return ANode->FNext;
+      ANode = ANode->FParent;
+    }
+    return nullptr;
+  }
+  /// Sets the document of a whole subtree.
+  static void SetDocument(TVxDOMNode* ARoot, TVxDOMDocument* ADocument);
+  /// Appends ANode as the last child of AParent during a load (no checks, no events).
+  static void AppendLoaded(TVxDOMNode* AParent, TVxDOMNode* ANode) noexcept;
+  /// True when adding ANode below AParent would make a cycle (ANode is AParent or above it).
+  static bool WouldCycle(const TVxDOMNode* AParent, const TVxDOMNode* ANode) noexcept;
+  /// True when ANode is AAncestor or lies below it.
+  static bool IsInSubtree(const TVxDOMNode* ANode, const TVxDOMNode* AAncestor) noexcept;
+  /// Copies the subtree of ASource below ATarget (a clone of ASource made by CreateClone).
+  static void CopyChildren(TVxDOMNode* ASource, TVxDOMNode* ATarget);
+  /// The declaration "xmlns" (APrefix empty) or "xmlns:APrefix" in scope at AElement, under
+  /// the collation, innermost first; nullptr when none.
+  static TVxDOMAttribute* FindDeclaration(TVxDOMElement* AElement, std::u16string_view APrefix);
+  /// After a deep copy: copies whose declaration lay outside the source subtree keep their
+  /// namespace as pending.
+  static void KeepOutsideNamespaces(TVxDOMNode* ASource, TVxDOMNode* AClone, bool ADeep);
+  /// Applies the pending namespaces and the preserve-space rule in a subtree just attached.
+  static void Attached(TVxDOMNode* ARoot);
+  /// Keeps the namespace of every element and attribute of a subtree about to be detached as
+  /// its pending namespace (the declaration may stay behind).
+  static void Detaching(TVxDOMNode* ARoot);
+};
+
+/// Holds a node whose companion exists for the length of a scope, so an operation on it cannot
+/// free it half way (a released reference may free a node that nothing else holds).
+class TVxDOMHold {
+ public:
+  explicit TVxDOMHold(TVxDOMObject* AObject);
+  ~TVxDOMHold();
+  TVxDOMHold(const TVxDOMHold&) = delete;
+  TVxDOMHold& operator=(const TVxDOMHold&) = delete;
+
+ private:
+  TVxDOMObjectImpl* FImpl;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Values
+// ---------------------------------------------------------------------------------------------
+
+/// A text value as the reader delivered it, made safe to write back: a "&" that starts no
+/// reference becomes "&amp;"; in attribute values (AAttribute) '"' and "<" become "&quot;" and
+/// "&lt;" as well, since the writer quotes with '"'. Everything else stays as read.
+VxXMLString VxDOMSafeEscaped(std::u16string_view AText, bool AAttribute);
+/// True when AText holds something VxDOMSafeEscaped would change.
+bool VxDOMNeedsSafeEscape(std::u16string_view AText, bool AAttribute) noexcept;
+
+// ---------------------------------------------------------------------------------------------
+// Writers
+// ---------------------------------------------------------------------------------------------
+
+/// Collects UTF-16 text and writes it to a stream in a code page (1200 as it is, 65001 and
+/// 63801 as UTF-8, any other through the code page's converter), in large pieces.
+class TVxDOMWriter {
+ public:
+  TVxDOMWriter(TVxStream& AStream, uint16_t ACodePage);
+  ~TVxDOMWriter();
+  void Write(std::u16string_view AText) {
+    FUnits += static_cast<int64_t>(AText.size());
+    FBuffer.append(AText);
+    if (FBytes < 5) CountBytes(AText);
+    if (FBuffer.size() >= cFlushAt) Flush();
+  }
+  void Write(char16_t AChar) { Write(std::u16string_view(&AChar, 1)); }
+  /// A line break (CR LF).
+  void LineBreak() { Write(u"\r\n"); }
+  /// Level + 1 copies of two spaces; nothing below level 0.
+  void Indent(int ALevel);
+  /// Writes what is collected.
+  void Flush();
+  /// True while nothing was written and the stream was at position 0, or at position 2 behind
+  /// a UTF-16LE byte-order mark (the writer's line-break rule).
+  bool AtStart() const noexcept { return FUnits == 0 && FStartsClean; }
+  /// Bytes in the stream: its start position plus what was written (exact up to 5).
+  int64_t BytesInStream() const noexcept { return FStartPos + FBytes; }
+
+ private:
+  static constexpr size_t cFlushAt = 32768;
+  void CountBytes(std::u16string_view AText);
+  TVxStream& FStream;
+  uint16_t FCodePage;
+  const TVxEncoding* FEncoding = nullptr;
+  VxXMLString FBuffer;
+  std::string FBytesOut;
+  int64_t FStartPos = 0;
+  int64_t FBytes = 0;
+  int64_t FUnits = 0;  // units taken so far
+  bool FStartsClean = false;
+};
+
+/// Writes JSON text for the DOM's JSON form (see docs/architecture.md).
+class TVxDOMJSONWriter {
+ public:
+  explicit TVxDOMJSONWriter(TVxDOMWriter& AOut) : FOut(AOut) {}
+  TVxDOMWriter& Out() { return FOut; }
+  /// A JSON string literal (quotes included), valid JSON for any text.
+  void String(std::u16string_view AText);
+
+ private:
+  TVxDOMWriter& FOut;
+};
+
+/// The JSON form of an element's subtree (a value) and of a document.
+void VxDOMWriteElementJSON(TVxDOMElement* AElement, TVxDOMJSONWriter& AWriter, bool AFormat, int ALevel);
+void VxDOMWriteDocumentJSON(TVxDOMDocument* ADocument, TVxDOMJSONWriter& AWriter, bool AFormat);
+
+// ---------------------------------------------------------------------------------------------
+// Loading
+// ---------------------------------------------------------------------------------------------
+
+/// Builds a document from SAX events (the document's handler operations forward to it).
+class TVxDOMLoader {
+ public:
+  explicit TVxDOMLoader(TVxDOMDocument* ADocument);
+  void StartElement(const VxXMLString& AQName, IVxSAXAttributes* AAttributes);
+  void EndElement();
+  void Characters(const VxXMLString& AText);
+  void IgnorableWhitespace(const VxXMLString& AText);
+  void ProcessingInstruction(const VxXMLString& ATarget, const VxXMLString& AData);
+  void Comment(const VxXMLString& AText);
+  void StartCDATA() { FInCDATA = true; }
+  void EndCDATA() { FInCDATA = false; }
+  /// The element that receives content (nullptr at the document level).
+  TVxDOMElement* Current() const noexcept { return FCurrent; }
+
+ private:
+  TVxDOMNode* Parent() noexcept;
+  TVxDOMDocument* FDocument;
+  TVxDOMElement* FCurrent = nullptr;
+  bool FInCDATA = false;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Companions
+// ---------------------------------------------------------------------------------------------
+
+/// Interface reference of a node (empty for nullptr).
+template <class I>
+TVxIntf<I> VxDOMIntf(TVxDOMNode* ANode) {
+  if (!ANode) return {};
+  return VxSupports<I>(static_cast<IVxInterface*>(ANode));
+}
+/// The tree node behind a node interface (nullptr for an empty one).
+TVxDOMNode* VxDOMNodeOf(const TVxIntf<IVxDOMNode>& ANode);
+
+/// Creates the companion classes (defined in uVxXMLDOM_Impl.cpp).
+TVxDOMObjectImpl* VxDOMCreateNodeImpl(TVxDOMNode* ANode);
+TVxDOMObjectImpl* VxDOMCreateListImpl(TVxDOMNodeListBase* AList);
+
+}  // namespace vx
