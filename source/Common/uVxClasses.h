@@ -409,6 +409,18 @@ const TVxMetaClass* VxMetaClassOf() {
 
 /// A class reference ("class of TBase"): names a class derived from TBase and creates
 /// instances of it from the constructor arguments TArgs.
+/// Creates an instance of T for a class reference: `new T(args)`, or, for a class that places
+/// its instances by its first constructor argument (it declares
+/// `static constexpr bool VxPlacedByFirstArgument = true`), `new (first) T(first, rest)`.
+template <class T, class... TArgs>
+T* VxNewInstance(TArgs... AArgs) {
+  if constexpr (requires { requires T::VxPlacedByFirstArgument; }) {
+    return [](auto AFirst, auto... ARest) { return new (AFirst) T(AFirst, ARest...); }(AArgs...);
+  } else {
+    return new T(AArgs...);
+  }
+}
+
 template <class TBase, class... TArgs>
 class TVxClassRef {
  public:
@@ -417,9 +429,7 @@ class TVxClassRef {
   template <class T>
   static TVxClassRef Of() {
     static_assert(std::is_base_of_v<TBase, T>, "T must derive from the reference's base class");
-    return TVxClassRef(VxMetaClassOf<T>(), [](TArgs... AArgs) -> TBase* {
-      return new T(std::forward<TArgs>(AArgs)...);
-    });
+    return TVxClassRef(VxMetaClassOf<T>(), [](TArgs... AArgs) -> TBase* { return VxNewInstance<T>(AArgs...); });
   }
   /// Creates an instance of the referenced class.
   TBase* Create(TArgs... AArgs) const { return FCreate(std::forward<TArgs>(AArgs)...); }

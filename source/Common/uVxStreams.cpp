@@ -151,7 +151,7 @@ int64_t TVxMemoryStream::Read(void* ABuffer, int64_t ACount) {
 void TVxMemoryStream::Reserve(int64_t ACapacity) {
   if (FOwned && ACapacity <= FCapacity) return;
   int64_t cap = std::max<int64_t>({ACapacity, FCapacity + FCapacity / 2, 256});
-  auto fresh = std::make_unique<uint8_t[]>(static_cast<size_t>(cap));
+  auto fresh = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(cap));
   if (FSize > 0) std::memcpy(fresh.get(), FData, static_cast<size_t>(FSize));
   FOwned = std::move(fresh);
   FData = FOwned.get();

@@ -425,13 +425,24 @@ VxString VxUTF8ToUTF16(std::string_view AText) {
   return out;
 }
 
-void VxUTF16Append(const char16_t* AText, size_t ALength, std::string& AOut) {
-  size_t base = AOut.size();
-  AOut.resize(base + ALength * 3);  // at most three bytes per unit
-  char* out = AOut.data() + base;
+size_t VxUTF16ToUTF8(const char16_t* AText, size_t ALength, char* AOut) noexcept {
+  char* out = AOut;
   const char16_t* p = AText;
   const char16_t* end = AText + ALength;
   while (p < end) {
+    // Runs of ASCII go four units at a time.
+    while (end - p >= 4) {
+      uint64_t four;
+      std::memcpy(&four, p, sizeof four);
+      if (four & 0xFF80FF80FF80FF80u) break;
+      out[0] = static_cast<char>(p[0]);
+      out[1] = static_cast<char>(p[1]);
+      out[2] = static_cast<char>(p[2]);
+      out[3] = static_cast<char>(p[3]);
+      out += 4;
+      p += 4;
+    }
+    if (p == end) break;
     char32_t c = *p++;
     if (c < 0x80) {
       *out++ = static_cast<char>(c);
@@ -456,7 +467,13 @@ void VxUTF16Append(const char16_t* AText, size_t ALength, std::string& AOut) {
       *out++ = static_cast<char>(0x80 | (c & 0x3F));
     }
   }
-  AOut.resize(static_cast<size_t>(out - AOut.data()));
+  return static_cast<size_t>(out - AOut);
+}
+
+void VxUTF16Append(const char16_t* AText, size_t ALength, std::string& AOut) {
+  const size_t base = AOut.size();
+  AOut.resize(base + ALength * 3);  // at most three bytes per unit
+  AOut.resize(base + VxUTF16ToUTF8(AText, ALength, AOut.data() + base));
 }
 
 std::string VxUTF16ToUTF8(std::u16string_view AText) {

@@ -241,6 +241,9 @@ void VxUTF8Append(const char* AText, size_t ALength, VxString& AOut);
 VxString VxUTF8ToUTF16(std::string_view AText);
 /// Appends the UTF-8 form of UTF-16 text to AOut; an unpaired surrogate becomes U+FFFD.
 void VxUTF16Append(const char16_t* AText, size_t ALength, std::string& AOut);
+/// UTF-16 to UTF-8 into a buffer of at least 3 * ALength bytes; returns the bytes written
+/// (the same conversion as VxUTF16Append).
+size_t VxUTF16ToUTF8(const char16_t* AText, size_t ALength, char* AOut) noexcept;
 /// UTF-16 to UTF-8 (see VxUTF16Append).
 std::string VxUTF16ToUTF8(std::u16string_view AText);
 /// Code points to UTF-16 (pairs for code points above U+FFFF).

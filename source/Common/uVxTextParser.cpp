@@ -39,7 +39,7 @@ TVxTextParser::TVxTextParser(TVxStream* AStream, bool AOwnsStream, uint16_t ACod
       FDirect = true;
     } else {
       FStoreCap = FChunk;
-      FStore = std::make_unique<uint8_t[]>(FStoreCap);
+      FStore = std::make_unique_for_overwrite<uint8_t[]>(FStoreCap);
     }
     ResetWindow(FRawStart);
     Init(ACodePage);
@@ -128,7 +128,7 @@ void TVxTextParser::Refill() {
   }
   if (FStoreCap - FStoreLen < FChunk / 2) {
     size_t cap = std::max(FStoreCap * 2, FStoreLen + FChunk);
-    auto fresh = std::make_unique<uint8_t[]>(cap);
+    auto fresh = std::make_unique_for_overwrite<uint8_t[]>(cap);
     std::memcpy(fresh.get(), FStore.get(), FStoreLen);
     FStore = std::move(fresh);
     FStoreCap = cap;
@@ -204,10 +204,10 @@ void TVxTextParser::SetContentCodePage(uint16_t ACodePage) {
     FMark1 = FMark2 = 0;
     if (decode) {
       FDecoder = std::make_unique<TVxMultiByteDecoder>(ACodePage);
-      if (!FRaw) FRaw = std::make_unique<uint8_t[]>(FChunk);
+      if (!FRaw) FRaw = std::make_unique_for_overwrite<uint8_t[]>(FChunk);
       if (!FStore) {
         FStoreCap = FChunk;
-        FStore = std::make_unique<uint8_t[]>(FStoreCap);
+        FStore = std::make_unique_for_overwrite<uint8_t[]>(FStoreCap);
       }
       FDirect = false;
       FContentStart = 0;

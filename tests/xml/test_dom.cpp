@@ -157,6 +157,53 @@ TEST(DOMLifecycle, ADetachedNodeOutlivesItsDocument) {
   EXPECT_EQ(kept->GetOwnerDocument(), nullptr);
 }
 
+TEST(DOMLifecycle, NodesKeepTheirValuesAndNamesAfterTheirDocumentIsGone) {
+  // Nodes, values and names live in the memory of the document that made them; that memory
+  // stays while any of them lives, wherever the node went since.
+  TVxIntf<IVxDOMNode> kept;
+  TDoc other(u"<o/>");
+  TVxDOMElement* moved = nullptr;
+  {
+    TDoc doc(u"<r><a k=\"a long attribute value\">some text that is not short</a><m>moving on</m></r>");
+    TVxDOMElement* a = doc.Root()->FirstElement();
+    kept = a->Intf<IVxDOMNode>();
+    doc.Root()->RemoveChild(a);
+    moved = doc.Root()->FirstElement();
+    other.Root()->AppendChild(moved);
+  }
+  auto* a = static_cast<TVxDOMElement*>(kept->DOMNode());
+  EXPECT_EQ(a->GetXML(), u"<a k=\"a long attribute value\">some text that is not short</a>");
+  a->SetQualifiedName(u"p:b:c");  // renamed: names come from the node's own memory
+  EXPECT_EQ(a->GetLocalName(), u"b:c");
+  a->SetQualifiedName(u"b:c");
+  EXPECT_EQ(a->GetPrefix(), u"b");
+  EXPECT_EQ(a->GetLocalName(), u"c");
+  a->AddElement(u"child")->AddText(u"added after the document went");
+  a->SetAttribute(u"k", u"changed");
+  EXPECT_EQ(a->GetXML(), u"<b:c k=\"changed\">some text that is not short<child>added after the document went</child></b:c>");
+  EXPECT_EQ(other.D->GetXML(), u"<o><m>moving on</m></o>");
+  moved->FirstChild()->SetNodeValue(u"moved and changed");
+  EXPECT_EQ(other.D->GetXML(), u"<o><m>moved and changed</m></o>");
+}
+
+TEST(DOMLifecycle, ReloadingReusesTheDocument) {
+  TDoc doc;
+  for (int round = 0; round < 5; ++round) {
+    std::string text = "<r n=\"" + std::to_string(round) + "\">";
+    for (int k = 0; k < 2000 * (round % 3 + 1); ++k) text += "<i a=\"" + std::to_string(k) + "\">text " + std::to_string(k) + "</i>";
+    text += "</r>";
+    doc.D->LoadXML(text);
+    EXPECT_EQ(doc.Root()->GetAttribute(u"n"), VxIntToStr(round));
+    EXPECT_EQ(doc.Root()->ElementCount(), 2000 * (round % 3 + 1));
+    EXPECT_EQ(doc.Root()->LastElement()->GetText(), u"text " + VxIntToStr(2000 * (round % 3 + 1) - 1));
+    EXPECT_EQ(SaveBytes(doc.D, cVxCodePageUTF8, false, false), text);
+  }
+  doc.D->Clear();
+  EXPECT_EQ(doc.D->NodeCount(), 0);
+  doc.D->LoadXML(u"<small/>");
+  EXPECT_EQ(doc.D->GetXML(), u"<small />");
+}
+
 TEST(DOMLifecycle, ClearFreesChildrenAndDetachesHeldOnes) {
   TDoc doc(u"<r><a/><b/><c/></r>");
   TVxIntf<IVxDOMNode> b = doc.Root()->Elements()->GetItem(1)->Intf<IVxDOMNode>();
@@ -363,14 +410,14 @@ TEST(DOMNamespaces, ResolvedFromTheDeclarationsInScope) {
 
 TEST(DOMNamespaces, APendingNamespaceIsDeclaredWhenTheElementIsAttached) {
   TDoc doc(u"<r xmlns:p=\"urn:p\"/>");
-  auto* e = new TVxDOMElement(doc.D);
+  auto* e = doc.D->CreateNode<TVxDOMElement>();
   e->SetQualifiedName(u"p:x");
   e->SetNamespaceURI(u"urn:p");  // detached: stored, pending
   EXPECT_EQ(e->GetNamespaceURI(), u"urn:p");
   doc.Root()->AppendChild(e);
   EXPECT_EQ(e->GetNamespaceURI(), u"urn:p");
   EXPECT_EQ(e->AttributeCount(), 0);  // the root's declaration fits
-  auto* f = new TVxDOMElement(doc.D);
+  auto* f = doc.D->CreateNode<TVxDOMElement>();
   f->SetQualifiedName(u"y");
   f->SetNamespaceURI(u"urn:y");
   doc.Root()->AppendChild(f);
@@ -717,6 +764,25 @@ TEST(DOMDocument, AFailedLoadReportsAndKeepsWhatWasRead) {
   TDoc klingon;
   EXPECT_EQ(MessageOf([&] { klingon.D->LoadXML(std::string_view("<?xml version=\"1.0\" encoding=\"klingon\"?><r/>")); }),
             u"The specified encoding (klingon) is not supported!");
+}
+
+TEST(DOMDocument, UTF8OutputKeepsPairsWholeAcrossWritesAndFlushes) {
+  // Text with pairs and lone halves at every offset around the writer's 32 KB flush, written
+  // one piece at a time (names, attribute values, texts), must come out as one conversion of
+  // the whole would give it.
+  for (size_t pad = 32760; pad < 32780; ++pad) {
+    TDoc doc(u"<r/>");
+    VxXMLString text(pad - 5, u'x');  // "<r a=" ... the pair lands around the flush point
+    text += u"\U0001F600\U0001F601";
+    doc.Root()->SetAttribute(u"a", text);
+    doc.Root()->AddText(VxXMLString(1, char16_t(0xD83D)));                // a high half alone ...
+    doc.Root()->AddText(VxXMLString(1, char16_t(0xDE00)) + u"\u00e9");  // ... whose low half follows in the next write
+    doc.Root()->AddText(VxXMLString(1, char16_t(0xDC00)));               // a low half alone
+    doc.Root()->AddText(VxXMLString(1, char16_t(0xD800)));               // a high half at the very end
+    const std::string bytes = SaveBytes(doc.D, cVxCodePageUTF8, false, false);
+    EXPECT_EQ(bytes, VxUTF16ToUTF8(doc.D->GetXML())) << pad;
+    EXPECT_EQ(bytes.substr(bytes.size() - 16), "\xF0\x9F\x98\x80\xC3\xA9\xEF\xBF\xBD\xEF\xBF\xBD</r>") << pad;
+  }
 }
 
 TEST(DOMDocument, ValuesTheLenientReaderLetsThroughAreSavedSafely) {

@@ -2,7 +2,9 @@
 // links, values, paths, copies), character data, processing instructions, node lists and the
 // XML writer.
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -87,29 +89,22 @@ TVxDOMName* MakeName(std::u16string_view APrefix, std::u16string_view ALocalName
 }
 }  // namespace
 
-TVxDOMName* VxDOMFixedName(std::u16string_view ALocalName) {
-  // Immortal: never freed, so every node can point at them without counting.
-  static TVxDOMName* const names[] = {MakeName(u"", u""), MakeName(u"", u"#text"), MakeName(u"", u"#cdata-section"),
-                                      MakeName(u"", u"#comment"), MakeName(u"", u"#document")};
-  for (TVxDOMName* n : names)
-    if (n->LocalName == ALocalName) {
-      n->Immortal = true;
-      return n;
-    }
-  return names[0];
+TVxDOMName* VxDOMFixedName(TVxDOMFixedName AKind) noexcept {
+  // Never freed, so every node can point at them, from any thread and at any time.
+  static const std::array<TVxDOMName*, 5> names{MakeName(u"", u""), MakeName(u"", u"#text"),
+                                                MakeName(u"", u"#cdata-section"), MakeName(u"", u"#comment"),
+                                                MakeName(u"", u"#document")};
+  return names[AKind];
 }
 
 TVxDOMName* VxDOMNewName(std::u16string_view APrefix, std::u16string_view ALocalName) {
-  return MakeName(APrefix, ALocalName);
+  TVxDOMName* n = MakeName(APrefix, ALocalName);
+  n->OwnedByNode = true;
+  return n;
 }
 
-void VxDOMAddRef(TVxDOMName* AName) noexcept {
-  if (!AName->Immortal) AName->Refs.fetch_add(1, std::memory_order_relaxed);
-}
-
-void VxDOMRelease(TVxDOMName* AName) noexcept {
-  if (AName->Immortal) return;
-  if (AName->Refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete AName;
+void VxDOMReleaseName(TVxDOMName* AName) noexcept {
+  if (AName->OwnedByNode) delete AName;
 }
 
 void VxDOMSplitName(std::u16string_view AName, std::u16string_view& APrefix, std::u16string_view& ALocal) {
@@ -123,30 +118,210 @@ void VxDOMSplitName(std::u16string_view AName, std::u16string_view& APrefix, std
   }
 }
 
-TVxDOMDocument::TNameTable::~TNameTable() {
-  for (auto& [key, name] : ByQName) VxDOMRelease(name);
+TVxDOMName* TVxDOMDocument::InternQName(std::u16string_view AQName) { return FStore->Intern(AQName); }
+
+TVxDOMName* TVxDOMStore::Intern(std::u16string_view AQName) {
+  auto it = FNames.find(AQName);
+  if (it != FNames.end()) return it->second;
+  std::u16string_view prefix, local;
+  VxDOMSplitName(AQName, prefix, local);
+  TVxDOMName* n = MakeName(prefix, local);
+  FNames.emplace(std::u16string_view(n->QName), n);
+  return n;
 }
 
-TVxDOMName* TVxDOMDocument::InternName(std::u16string_view APrefix, std::u16string_view ALocalName) {
-  if (!FNames) FNames = std::make_unique<TNameTable>();
-  VxXMLString key;
-  std::u16string_view qname = ALocalName;
-  if (!APrefix.empty()) {
-    key.reserve(APrefix.size() + 1 + ALocalName.size());
-    key.append(APrefix).append(1, u':').append(ALocalName);
-    qname = key;
+TVxDOMName* TVxDOMStore::Intern(std::u16string_view APrefix, std::u16string_view ALocalName) {
+  if (APrefix.empty()) {
+    if (ALocalName.find(u':') == std::u16string_view::npos) return Intern(ALocalName);
+  } else if (ALocalName.find(u':') == std::u16string_view::npos) {
+    VxXMLString qname;
+    qname.reserve(APrefix.size() + 1 + ALocalName.size());
+    qname.append(APrefix).append(1, u':').append(ALocalName);
+    return Intern(qname);
   }
-  auto it = FNames->ByQName.find(qname);
-  if (it != FNames->ByQName.end()) return it->second;
-  TVxDOMName* n = MakeName(APrefix, ALocalName);
-  n->Refs.store(1, std::memory_order_relaxed);  // the table's reference
-  FNames->ByQName.emplace(std::u16string_view(n->QName), n);
-  return n;
+  // A local name with a colon: the qualified name would split differently, so this name is
+  // kept apart from the table.
+  FOddNames.push_back(MakeName(APrefix, ALocalName));
+  return FOddNames.back();
 }
 
 // ---------------------------------------------------------------------------------------------
 // TVxDOMObject: the lifecycle of tree objects and their companions
 // ---------------------------------------------------------------------------------------------
+
+// ---------------------------------------------------------------------------------------------
+// The node store
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+// Every allocation starts with one word: the store's address, with the low bit set for a node
+// too large for the blocks (then it has its own heap allocation), or nullptr for a plain heap
+// allocation without store.
+constexpr std::size_t cPrefix = sizeof(void*);
+constexpr uintptr_t cLargeTag = 1;
+}  // namespace
+
+TVxDOMStore::~TVxDOMStore() {
+  ReleaseBlocks();
+  for (auto& [qname, name] : FNames) delete name;
+  for (TVxDOMName* name : FOddNames) delete name;
+}
+
+void* TVxDOMStore::Allocate(TVxDOMStore* AStore, std::size_t ASize) {
+  const std::size_t total = (ASize + cPrefix + cGranule - 1) / cGranule * cGranule;
+  uintptr_t tag = 0;
+  void* raw;
+  if (AStore && total <= cMaxSmall) {
+    raw = AStore->AllocateSmall(total);
+    tag = reinterpret_cast<uintptr_t>(AStore);
+  } else {
+    raw = std::malloc(total);
+    if (!raw) throw std::bad_alloc();
+    if (AStore) tag = reinterpret_cast<uintptr_t>(AStore) | cLargeTag;
+  }
+  if (AStore) ++AStore->FLive;
+  std::memcpy(raw, &tag, sizeof tag);
+  return static_cast<char*>(raw) + cPrefix;
+}
+
+void TVxDOMStore::Deallocate(void* APtr, std::size_t ASize) noexcept {
+  if (!APtr) return;
+  void* raw = static_cast<char*>(APtr) - cPrefix;
+  uintptr_t tag;
+  std::memcpy(&tag, raw, sizeof tag);
+  auto* store = reinterpret_cast<TVxDOMStore*>(tag & ~cLargeTag);
+  if (!store || (tag & cLargeTag)) {
+    std::free(raw);
+  } else if (ASize) {
+    store->DeallocateSmall(raw, (ASize + cPrefix + cGranule - 1) / cGranule * cGranule);
+  }
+  // (a size of 0 comes from a constructor that raised: the chunk is left to the store's release)
+  if (!store) return;
+  if (--store->FLive == 0) {
+    delete store;
+  } else if (store->FLive == 1 && !store->FDocumentGone) {
+    store->Emptied();
+  }
+}
+
+void TVxDOMStore::Emptied() noexcept {
+  // Only the document is left: the space goes back to the heap, or is kept for a load.
+  if (!FKeepSpace) {
+    ReleaseBlocks();
+    return;
+  }
+  while (FBlocks) {
+    TBlock* next = FBlocks->Next;
+    FBlocks->Next = FSpare;
+    FSpare = FBlocks;
+    FBlocks = next;
+  }
+  FCursor = FEnd = nullptr;
+  std::fill(std::begin(FFree), std::end(FFree), nullptr);
+}
+
+void* TVxDOMStore::AllocateSmall(std::size_t ASize) {
+  void*& head = FFree[ASize / cGranule];
+  if (head) {
+    void* chunk = head;
+    std::memcpy(&head, chunk, sizeof head);
+    return chunk;
+  }
+  if (static_cast<std::size_t>(FEnd - FCursor) < ASize) {
+    // The rest of the current block becomes a free chunk of its size, then a new block comes.
+    if (const auto rest = static_cast<std::size_t>(FEnd - FCursor); rest >= cPrefix + cGranule) DeallocateSmall(FCursor, rest);
+    TBlock* block = FSpare;
+    if (block) {
+      FSpare = block->Next;
+    } else {
+      block = static_cast<TBlock*>(std::malloc(FNextBlock));
+      if (!block) throw std::bad_alloc();
+      block->Size = FNextBlock;
+      FNextBlock = std::min(FNextBlock * 2, cMaxBlock);
+    }
+    block->Next = FBlocks;
+    FBlocks = block;
+    FCursor = reinterpret_cast<char*>(block) + sizeof(TBlock);
+    FEnd = reinterpret_cast<char*>(block) + block->Size;
+  }
+  void* chunk = FCursor;
+  FCursor += ASize;
+  return chunk;
+}
+
+void TVxDOMStore::DeallocateSmall(void* ARaw, std::size_t ASize) noexcept {
+  void*& head = FFree[ASize / cGranule];
+  std::memcpy(ARaw, &head, sizeof head);
+  head = ARaw;
+}
+
+void TVxDOMStore::FreeList(TBlock* ABlocks) noexcept {
+  while (ABlocks) {
+    TBlock* next = ABlocks->Next;
+    std::free(ABlocks);
+    ABlocks = next;
+  }
+}
+
+void TVxDOMStore::ReleaseBlocks() noexcept {
+  FreeList(std::exchange(FBlocks, nullptr));
+  ReleaseSpare();
+  FCursor = FEnd = nullptr;
+  std::fill(std::begin(FFree), std::end(FFree), nullptr);
+  FNextBlock = cFirstBlock;
+}
+
+void TVxDOMStore::ReleaseSpare() noexcept { FreeList(std::exchange(FSpare, nullptr)); }
+
+void TVxDOMStore::ReleaseDocument() noexcept {
+  FDocumentGone = true;
+  if (--FLive == 0) delete this;
+}
+
+void* TVxDOMNode::operator new(std::size_t ASize, TVxDOMNode* ANear) {
+  TVxDOMStore* store = nullptr;
+  if (ANear) store = ANear->FNodeType == ntDocument ? static_cast<TVxDOMDocument*>(ANear)->FStore : TVxDOMStore::Of(ANear);
+  return TVxDOMStore::Allocate(store, ASize);
+}
+
+void TVxDOMNode::operator delete(void* APtr, TVxDOMNode*) noexcept { TVxDOMStore::Deallocate(APtr, 0); }
+
+void TVxDOMNode::operator delete(TVxDOMNode* ANode, std::destroying_delete_t, std::size_t ASize) noexcept {
+  ANode->~TVxDOMNode();
+  TVxDOMStore::Deallocate(ANode, ASize);
+}
+
+TVxDOMStore* TVxDOMStore::Of(const void* APtr) noexcept {
+  uintptr_t tag;
+  std::memcpy(&tag, static_cast<const char*>(APtr) - cPrefix, sizeof tag);
+  return reinterpret_cast<TVxDOMStore*>(tag & ~cLargeTag);
+}
+
+void TVxDOMValue::Assign(const void* AOwner, std::u16string_view AText) {
+  if (AText.empty()) {
+    Release();
+    return;
+  }
+  if (AText.size() > UINT32_MAX) throw std::length_error("DOM value too long");
+  const auto size = static_cast<uint32_t>(AText.size());
+  if (size <= FCapacity && (AText.data() + AText.size() <= FData || AText.data() >= FData + FCapacity)) {
+    // Fits, and does not overlap the current text.
+    std::memcpy(FData, AText.data(), AText.size() * sizeof(char16_t));
+    FSize = size;
+    return;
+  }
+  auto* data = static_cast<char16_t*>(TVxDOMStore::Allocate(TVxDOMStore::Of(AOwner), AText.size() * sizeof(char16_t)));
+  std::memcpy(data, AText.data(), AText.size() * sizeof(char16_t));
+  Release();
+  FData = data;
+  FSize = FCapacity = size;
+}
+
+void TVxDOMValue::Release() noexcept {
+  if (FData) TVxDOMStore::Deallocate(FData, FCapacity * sizeof(char16_t));
+  FData = nullptr;
+  FSize = FCapacity = 0;
+}
 
 TVxDOMObject::~TVxDOMObject() = default;
 
@@ -185,7 +360,7 @@ void TVxDOMObject::Free() {
     FDestroying = false;
     throw Exception(VxFormat(cVxDomDestroyedWhileReferenced, ClassName()));
   }
-  delete this;
+  DeleteSelf();
 }
 
 TVxDOMObjectImpl* TVxDOMObject::EnsureImpl() {
@@ -261,7 +436,7 @@ TVxDOMHold::~TVxDOMHold() {
 // TVxDOMNode: names and extras
 // ---------------------------------------------------------------------------------------------
 
-TVxDOMNode::TVxDOMNode(TVxDOMDocument* ADocument) : TVxDOMObject(ADocument), FName(VxDOMFixedName(u"")) {}
+TVxDOMNode::TVxDOMNode(TVxDOMDocument* ADocument) : TVxDOMObject(ADocument), FName(VxDOMFixedName(fnEmpty)) {}
 
 TVxDOMNode::~TVxDOMNode() {
   if (FExtra) {
@@ -272,7 +447,7 @@ TVxDOMNode::~TVxDOMNode() {
       delete list;
     delete FExtra;
   }
-  VxDOMRelease(FName);
+  VxDOMReleaseName(FName);
 }
 
 TVxDOMNode::TExtra& TVxDOMNode::Extra() {
@@ -288,12 +463,13 @@ bool TVxDOMNode::CanAutoDestroy() {
 }
 
 void TVxDOMNode::SetName(std::u16string_view APrefix, std::u16string_view ALocalName) {
-  TVxDOMName* fresh = FDocument ? FDocument->InternName(APrefix, ALocalName) : VxDOMNewName(APrefix, ALocalName);
-  VxDOMAddRef(fresh);
-  VxDOMRelease(std::exchange(FName, fresh));
+  // The name comes from the node's own store, which lives as long as the node.
+  TVxDOMStore* store = TVxDOMStore::Of(this);
+  TVxDOMName* fresh = store ? store->Intern(APrefix, ALocalName) : VxDOMNewName(APrefix, ALocalName);
+  VxDOMReleaseName(std::exchange(FName, fresh));
 }
 
-void TVxDOMNode::SetFixedName(TVxDOMName* AName) { VxDOMRelease(std::exchange(FName, AName)); }
+void TVxDOMNode::SetFixedName(TVxDOMName* AName) { VxDOMReleaseName(std::exchange(FName, AName)); }
 
 void TVxDOMNode::SetPrefix(const VxXMLString& APrefix) { SetName(APrefix, FName->LocalName); }
 
@@ -451,7 +627,7 @@ void TVxDOMNode::ClearChildren() {
     if (!child) {
       if (freeing.empty()) break;
       freeing.pop_back();
-      delete owner;  // no children, no parent, no companion
+      delete owner;  // no children, no parent, no companion (back to its store)
       continue;
     }
     if (child->FImpl || child->RefCount() != 0) {
@@ -620,7 +796,7 @@ VxXMLString TVxDOMNode::NodePath(bool ALocalNamesOnly, const VxXMLString& AIdAtt
 
 TVxDOMNode* TVxDOMNode::CreateClone() {
   // A plain node (subclasses make their own class).
-  auto* n = new TVxDOMNode(FDocument);
+  auto* n = new (this) TVxDOMNode(FDocument);
   n->FNodeType = FNodeType;
   n->SetName(FName->Prefix, FName->LocalName);
   return n;
@@ -724,18 +900,18 @@ void TVxDOMNode::SetOnParseFatalError(TVxDOMParseEvent AHandler) { Extra().OnFat
 // Character data, text, CDATA, comments, processing instructions
 // ---------------------------------------------------------------------------------------------
 
-VxXMLString TVxDOMCharacterData::GetNodeValue() { return VxXMLToStr(FValue); }
+VxXMLString TVxDOMCharacterData::GetNodeValue() { return VxXMLToStr(FValue.View()); }
 
-void TVxDOMCharacterData::SetNodeValue(const VxXMLString& AValue) { FValue = VxStrToXML(AValue, true, true); }
+void TVxDOMCharacterData::SetNodeValue(const VxXMLString& AValue) { FValue.Assign(this, VxStrToXML(AValue, true, true)); }
 
 TVxDOMNode* TVxDOMCharacterData::CreateClone() {
   TVxDOMCharacterData* c;
   switch (FNodeType) {
-    case ntCDATA: c = new TVxDOMCDATA(FDocument); break;
-    case ntComment: c = new TVxDOMComment(FDocument); break;
-    default: c = new TVxDOMText(FDocument); break;
+    case ntCDATA: c = new (this) TVxDOMCDATA(FDocument); break;
+    case ntComment: c = new (this) TVxDOMComment(FDocument); break;
+    default: c = new (this) TVxDOMText(FDocument); break;
   }
-  c->FValue = FValue;
+  c->FValue.Assign(c, FValue);
   return c;
 }
 
@@ -778,7 +954,7 @@ VxXMLString TVxDOMCharacterData::Substring(int AOffset, int ACount) { return Cop
 
 TVxDOMText::TVxDOMText(TVxDOMDocument* ADocument) : TVxDOMCharacterData(ADocument) {
   FNodeType = ntText;
-  FName = VxDOMFixedName(u"#text");
+  FName = VxDOMFixedName(fnText);
 }
 
 TVxDOMText* TVxDOMText::SplitText(int AOffset) {
@@ -795,7 +971,7 @@ void TVxDOMText::_SaveToStream(TVxDOMWriter& AWriter, bool, int&) { AWriter.Writ
 
 TVxDOMCDATA::TVxDOMCDATA(TVxDOMDocument* ADocument) : TVxDOMText(ADocument) {
   FNodeType = ntCDATA;
-  FName = VxDOMFixedName(u"#cdata-section");
+  FName = VxDOMFixedName(fnCDATA);
 }
 
 void TVxDOMCDATA::_SaveToStream(TVxDOMWriter& AWriter, bool, int&) {
@@ -806,7 +982,7 @@ void TVxDOMCDATA::_SaveToStream(TVxDOMWriter& AWriter, bool, int&) {
 
 TVxDOMComment::TVxDOMComment(TVxDOMDocument* ADocument) : TVxDOMCharacterData(ADocument) {
   FNodeType = ntComment;
-  FName = VxDOMFixedName(u"#comment");
+  FName = VxDOMFixedName(fnComment);
 }
 
 namespace {
@@ -832,14 +1008,14 @@ TVxDOMProcessingInstruction::TVxDOMProcessingInstruction(TVxDOMDocument* ADocume
 }
 
 void TVxDOMProcessingInstruction::SetNodeValue(const VxXMLString& AValue) {
-  FValue = AValue;
+  FValue.Assign(this, AValue);
   if (FDocument && FParent == FDocument && GetLocalName() == u"xml") FDocument->ReCalcEncoding();
 }
 
 TVxDOMNode* TVxDOMProcessingInstruction::CreateClone() {
-  auto* pi = new TVxDOMProcessingInstruction(FDocument);
+  auto* pi = new (this) TVxDOMProcessingInstruction(FDocument);
   pi->SetName(FName->Prefix, FName->LocalName);
-  pi->FValue = FValue;
+  pi->FValue.Assign(pi, FValue);
   return pi;
 }
 
@@ -1165,7 +1341,8 @@ VxXMLString VxDOMSafeEscaped(std::u16string_view AText, bool AAttribute) {
 
 TVxDOMWriter::TVxDOMWriter(TVxStream& AStream, uint16_t ACodePage) : FStream(AStream), FCodePage(ACodePage) {
   if (FCodePage == 63801) FCodePage = cVxCodePageUTF8;
-  if (FCodePage != cVxCodePageUTF16 && FCodePage != cVxCodePageUTF8) FEncoding = &TVxEncoding::GetEncoding(FCodePage);
+  FUTF8 = FCodePage == cVxCodePageUTF8;
+  if (FCodePage != cVxCodePageUTF16 && !FUTF8) FEncoding = &TVxEncoding::GetEncoding(FCodePage);
   try {
     FStartPos = AStream.Position();
   } catch (const EStreamError&) {
@@ -1184,7 +1361,10 @@ TVxDOMWriter::TVxDOMWriter(TVxStream& AStream, uint16_t ACodePage) : FStream(ASt
       FStartsClean = false;
     }
   }
-  FBuffer.reserve(cFlushAt + 1024);
+  if (FUTF8)
+    FBytesOut = std::make_unique_for_overwrite<char[]>(cBufferSize);
+  else
+    FBuffer = std::make_unique_for_overwrite<char16_t[]>(cBufferSize);
 }
 
 TVxDOMWriter::~TVxDOMWriter() {
@@ -1200,7 +1380,7 @@ void TVxDOMWriter::Indent(int ALevel) {
   static constexpr char16_t spaces[] = u"                                                                ";
   size_t n = 2 * static_cast<size_t>(ALevel + 1);
   while (n > 0) {
-    const size_t piece = std::min<size_t>(n, 64);
+    const size_t piece = std::min<size_t>(n, 16);
     Write(std::u16string_view(spaces, piece));
     n -= piece;
   }
@@ -1210,7 +1390,7 @@ void TVxDOMWriter::CountBytes(std::u16string_view AText) {
   // Only the first bytes are counted exactly (the rule that needs the count looks for 5).
   if (FCodePage == cVxCodePageUTF16) {
     FBytes += static_cast<int64_t>(AText.size()) * 2;
-  } else if (FCodePage == cVxCodePageUTF8) {
+  } else if (FUTF8) {
     std::string s;
     VxUTF16Append(AText.data(), AText.size(), s);
     FBytes += static_cast<int64_t>(s.size());
@@ -1219,29 +1399,82 @@ void TVxDOMWriter::CountBytes(std::u16string_view AText) {
   }
 }
 
-void TVxDOMWriter::Flush() {
-  if (FBuffer.empty()) return;
-  // A high surrogate at the end waits for its other half.
-  size_t n = FBuffer.size();
-  if (n > 1 && FBuffer[n - 1] >= 0xD800 && FBuffer[n - 1] <= 0xDBFF) --n;
-  std::u16string_view text(FBuffer.data(), n);
-  if (FCodePage == cVxCodePageUTF16) {
-    if constexpr (std::endian::native == std::endian::little) {
-      FStream.WriteBuffer(text.data(), static_cast<int64_t>(text.size() * 2));
-    } else {
-      FBytesOut.clear();
-      for (char16_t c : text) FBytesOut.append({static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)});
-      FStream.WriteBuffer(FBytesOut.data(), static_cast<int64_t>(FBytesOut.size()));
+namespace {
+bool IsHighSurrogate(char16_t C) { return C >= 0xD800 && C <= 0xDBFF; }
+bool IsLowSurrogate(char16_t C) { return C >= 0xDC00 && C <= 0xDFFF; }
+}  // namespace
+
+void TVxDOMWriter::WriteLong(std::u16string_view AText) {
+  if (!FUTF8) {
+    // In pieces that fill the buffer, each flushed.
+    while (!AText.empty()) {
+      const size_t piece = std::min(AText.size(), cBufferSize - FLength);
+      std::memcpy(FBuffer.get() + FLength, AText.data(), piece * sizeof(char16_t));
+      FLength += piece;
+      AText.remove_prefix(piece);
+      if (FLength >= cFlushAt) FlushCollected(false);
     }
-  } else {
-    FBytesOut.clear();
-    if (FCodePage == cVxCodePageUTF8)
-      VxUTF16Append(text.data(), text.size(), FBytesOut);
-    else
-      FBytesOut = FEncoding->ConvertW(text);
-    FStream.WriteBuffer(FBytesOut.data(), static_cast<int64_t>(FBytesOut.size()));
+    return;
   }
-  FBuffer.erase(0, n);
+  // UTF-8: a pair split between two writes is joined; the text is converted in pieces that
+  // fit the buffer (three bytes per unit at most), never splitting a pair.
+  if (FPendingHigh) {
+    char16_t pair[2] = {std::exchange(FPendingHigh, char16_t(0)), 0};
+    size_t n = 1;
+    if (!AText.empty() && IsLowSurrogate(AText.front())) {
+      pair[1] = AText.front();
+      AText.remove_prefix(1);
+      n = 2;
+    }
+    if (cBufferSize - FLength < 4) FlushCollected(false);
+    FLength += VxUTF16ToUTF8(pair, n, FBytesOut.get() + FLength);
+  }
+  if (!AText.empty() && IsHighSurrogate(AText.back())) {
+    FPendingHigh = AText.back();
+    AText.remove_suffix(1);
+  }
+  while (!AText.empty()) {
+    size_t piece = std::min(AText.size(), (cBufferSize - FLength) / 3);
+    if (piece < AText.size() && piece > 1 && IsHighSurrogate(AText[piece - 1])) --piece;
+    if (piece == 0 || (piece == 1 && AText.size() > 1 && IsHighSurrogate(AText[0]))) {
+      FlushCollected(false);
+      continue;
+    }
+    FLength += VxUTF16ToUTF8(AText.data(), piece, FBytesOut.get() + FLength);
+    AText.remove_prefix(piece);
+    if (FLength >= cFlushAt) FlushCollected(false);
+  }
+}
+
+void TVxDOMWriter::FlushCollected(bool AFinal) {
+  if (FUTF8) {
+    if (AFinal && FPendingHigh) {
+      FPendingHigh = 0;
+      if (cBufferSize - FLength < 3) FlushCollected(false);
+      FLength += VxUTF16ToUTF8(u"\uFFFD", 1, FBytesOut.get() + FLength);
+    }
+    if (FLength) FStream.WriteBuffer(FBytesOut.get(), static_cast<int64_t>(FLength));
+    FLength = 0;
+    return;
+  }
+  if (FLength == 0) return;
+  // A high surrogate at the end waits for its other half.
+  size_t n = FLength;
+  if (!AFinal && n > 1 && IsHighSurrogate(FBuffer[n - 1])) --n;
+  std::u16string_view text(FBuffer.get(), n);
+  if (FCodePage == cVxCodePageUTF16 && std::endian::native == std::endian::little) {
+    FStream.WriteBuffer(text.data(), static_cast<int64_t>(text.size() * 2));
+  } else if (FCodePage == cVxCodePageUTF16) {
+    std::string bytes;
+    bytes.reserve(text.size() * 2);
+    for (char16_t c : text) bytes.append({static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)});
+    FStream.WriteBuffer(bytes.data(), static_cast<int64_t>(bytes.size()));
+  } else {
+    const std::string bytes = FEncoding->ConvertW(text);
+    FStream.WriteBuffer(bytes.data(), static_cast<int64_t>(bytes.size()));
+  }
+  if (n < FLength) FBuffer[0] = FBuffer[n];
+  FLength -= n;
 }
 
 void TVxDOMJSONWriter::String(std::u16string_view AText) {

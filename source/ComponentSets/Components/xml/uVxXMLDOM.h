@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -425,12 +426,13 @@ class TVxDOMNodeImpl;
 
 /// An interned name: prefix, local name and qualified name of a node, shared by the nodes of a
 /// document that carry it (reference counted, so a detached node keeps its name).
+/// A node name. Names live in the store of the nodes that use them (one per qualified name);
+/// the fixed names ("#text", ...) are never freed, and a node outside any store owns its name.
 struct TVxDOMName {
   VxXMLString Prefix;
   VxXMLString LocalName;
   VxXMLString QName;
-  std::atomic<int32_t> Refs{0};
-  bool Immortal = false;  // the fixed names ("#text", ...)
+  bool OwnedByNode = false;
 };
 
 /// Handler of the parse events passed to a node: the reader's locator, the message and the
@@ -490,10 +492,13 @@ class TVxDOMObject : public TVxObject {
   /// Creates the companion when there is none yet.
   TVxDOMObjectImpl* EnsureImpl();
 
+  /// Frees the memory of the object (nodes go back to their document's store).
+  virtual void DeleteSelf() { delete this; }
+
+  bool FDestroying = false;  // first: it fits in the padding at the end of TVxObject
   TVxDOMDocument* FDocument;
   TVxDOMNode* FParent = nullptr;
   TVxDOMObjectImpl* FImpl = nullptr;
-  bool FDestroying = false;
 
 
   // The classes of the DOM module reach into each other's state (the tree is one structure).
@@ -514,11 +519,46 @@ class TVxDOMObject : public TVxObject {
   friend struct TVxDOMTree;
 };
 
+/// The value text of a node as stored: kept in the node's document store next to the nodes
+/// (a pointer and a length, no allocator call per value).
+class TVxDOMValue {
+ public:
+  TVxDOMValue() = default;
+  TVxDOMValue(const TVxDOMValue&) = delete;
+  TVxDOMValue& operator=(const TVxDOMValue&) = delete;
+  ~TVxDOMValue() { Release(); }
+  std::u16string_view View() const noexcept { return {FData, FSize}; }
+  operator std::u16string_view() const noexcept { return View(); }
+  VxXMLString Str() const { return VxXMLString(View()); }
+  bool empty() const noexcept { return FSize == 0; }
+  std::size_t size() const noexcept { return FSize; }
+  /// Replaces the text; the space comes from the store of the node AOwner.
+  void Assign(const void* AOwner, std::u16string_view AText);
+
+ private:
+  void Release() noexcept;
+  char16_t* FData = nullptr;
+  uint32_t FSize = 0;
+  uint32_t FCapacity = 0;
+};
+
 /// The base of the nodes: names, the child list, values, the writer, cloning and paths.
 class TVxDOMNode : public TVxDOMObject {
  public:
   using Inherited = TVxDOMObject;
   explicit TVxDOMNode(TVxDOMDocument* ADocument);
+
+  /// Nodes live in a document's store: create them with ADocument->CreateNode<T>() or
+  /// `new (ADocument) T(ADocument)` (a plain `new T` does not compile). Given another node, the
+  /// new one goes to the store that node lives in. Freed nodes go back to the store, and the
+  /// store lives while its document or any node from it lives.
+  static void* operator new(std::size_t ASize, TVxDOMNode* ANear);
+  static void* operator new(std::size_t ASize) = delete;
+  static constexpr bool VxPlacedByFirstArgument = true;
+  /// Used when a constructor raises.
+  static void operator delete(void* APtr, TVxDOMNode* ANear) noexcept;
+  /// Destroys the node and gives its memory back (the size is the node's class's).
+  static void operator delete(TVxDOMNode* ANode, std::destroying_delete_t, std::size_t ASize) noexcept;
 
   TVxDOMObjectImpl* CreateDOMImpl() override;
   bool CanAutoDestroy() override;
@@ -648,6 +688,7 @@ class TVxDOMNode : public TVxDOMObject {
  protected:
   ~TVxDOMNode() override;
   void BeforeDestruction() override;
+  void DeleteSelf() override { delete this; }
   /// Sets the name from prefix and local name (interned in the document).
   void SetName(std::u16string_view APrefix, std::u16string_view ALocalName);
   void SetFixedName(TVxDOMName* AName);
@@ -707,9 +748,9 @@ class TVxDOMCharacterData : public TVxDOMNode {
   VxXMLString GetText() override { return GetNodeValue(); }
   TVxDOMNode* CreateClone() override;
   /// The value as stored (escaped for text, raw for CDATA and comments).
-  const VxXMLString& Value() const noexcept { return FValue; }
+  std::u16string_view Value() const noexcept { return FValue; }
   /// Sets the stored value as it is (no escaping).
-  void SetValue(VxXMLString AValue) { FValue = std::move(AValue); }
+  void SetValue(std::u16string_view AValue) { FValue.Assign(this, AValue); }
   void AppendStr(const VxXMLString& S);
   void DeleteStr(int AOffset, int ACount);
   void InsertStr(int AOffset, const VxXMLString& S);
@@ -719,7 +760,7 @@ class TVxDOMCharacterData : public TVxDOMNode {
   int Length() { return static_cast<int>(GetNodeValue().size()); }
 
  protected:
-  VxXMLString FValue;
+  TVxDOMValue FValue;
 
 
   // The classes of the DOM module reach into each other's state (the tree is one structure).
@@ -758,8 +799,8 @@ class TVxDOMCDATA : public TVxDOMText {
   using Inherited = TVxDOMText;
   explicit TVxDOMCDATA(TVxDOMDocument* ADocument);
   TVxDOMObjectImpl* CreateDOMImpl() override;
-  VxXMLString GetNodeValue() override { return FValue; }
-  void SetNodeValue(const VxXMLString& AValue) override { FValue = AValue; }
+  VxXMLString GetNodeValue() override { return FValue.Str(); }
+  void SetNodeValue(const VxXMLString& AValue) override { FValue.Assign(this, AValue); }
   void _SaveToStream(TVxDOMWriter& AWriter, bool AFormat, int& ALevel) override;
 };
 
@@ -769,9 +810,9 @@ class TVxDOMComment : public TVxDOMCharacterData {
   using Inherited = TVxDOMCharacterData;
   explicit TVxDOMComment(TVxDOMDocument* ADocument);
   TVxDOMObjectImpl* CreateDOMImpl() override;
-  VxXMLString GetNodeValue() override { return FValue; }
-  void SetNodeValue(const VxXMLString& AValue) override { FValue = AValue; }
-  VxXMLString GetText() override { return FValue; }
+  VxXMLString GetNodeValue() override { return FValue.Str(); }
+  void SetNodeValue(const VxXMLString& AValue) override { FValue.Assign(this, AValue); }
+  VxXMLString GetText() override { return FValue.Str(); }
   void _SaveToStream(TVxDOMWriter& AWriter, bool AFormat, int& ALevel) override;
 };
 
@@ -781,15 +822,15 @@ class TVxDOMProcessingInstruction : public TVxDOMNode {
   using Inherited = TVxDOMNode;
   explicit TVxDOMProcessingInstruction(TVxDOMDocument* ADocument);
   TVxDOMObjectImpl* CreateDOMImpl() override;
-  VxXMLString GetNodeValue() override { return FValue; }
+  VxXMLString GetNodeValue() override { return FValue.Str(); }
   void SetNodeValue(const VxXMLString& AValue) override;
-  VxXMLString GetText() override { return FValue; }
+  VxXMLString GetText() override { return FValue.Str(); }
   TVxDOMNode* CreateClone() override;
-  const VxXMLString& Value() const noexcept { return FValue; }
+  std::u16string_view Value() const noexcept { return FValue; }
   void _SaveToStream(TVxDOMWriter& AWriter, bool AFormat, int& ALevel) override;
 
  protected:
-  VxXMLString FValue;
+  TVxDOMValue FValue;
 
 
   // The classes of the DOM module reach into each other's state (the tree is one structure).
@@ -843,15 +884,15 @@ class TVxDOMAttribute : public TVxDOMNode {
   /// The declaration in scope that resolves the prefix (resolved when asked), or nullptr.
   TVxDOMAttribute* NamespaceAttr();
   /// The value as stored (escaped).
-  const VxXMLString& Value() const noexcept { return FValue; }
+  std::u16string_view Value() const noexcept { return FValue; }
   /// Sets the stored value as it is (no escaping).
-  void SetValue(VxXMLString AValue);
+  void SetValue(std::u16string_view AValue);
   void _SaveToStream(TVxDOMWriter& AWriter, bool AFormat, int& ALevel) override;
 
  protected:
   ~TVxDOMAttribute() override;
 
-  VxXMLString FValue;
+  TVxDOMValue FValue;
 
 
   // The classes of the DOM module reach into each other's state (the tree is one structure).
@@ -1084,6 +1125,14 @@ class TVxDOMDocument
   using Inherited = TVxDOMNode;
   /// Prefer VxCreateDOM: a document lives by its interface references.
   TVxDOMDocument();
+  /// Documents themselves are plain heap objects.
+  static void* operator new(std::size_t ASize);
+  static void operator delete(void* APtr) noexcept;
+  /// A new, detached node of class T in this document's store.
+  template <class T = TVxDOMElement>
+  T* CreateNode() {
+    return new (this) T(this);
+  }
   TVxDOMObjectImpl* CreateDOMImpl() override;
 
   /// Frees every top-level node (held ones are detached) and forgets the encoding.
@@ -1193,7 +1242,7 @@ class TVxDOMDocument
   TVxIntf<TVxDOMNodeList> CreateElementList(const VxXMLString& APath, TVxDOMSelectOptions AOptions = {});
 
   /// Interns a name in the document's table.
-  TVxDOMName* InternName(std::u16string_view APrefix, std::u16string_view ALocalName);
+  TVxDOMName* InternQName(std::u16string_view AQName);
 
   // IVxSAXContentHandler, IVxSAXLexicalHandler, IVxSAXErrorHandler: the document builds
   // itself from events, so any reader can load it.
@@ -1233,9 +1282,8 @@ class TVxDOMDocument
   TVxDOMLoadState FLoadState = lsUninitialized;
   VxXMLString FDocumentURI;
   bool FUseSchemaInstance = false;
-  struct TNameTable;
-  std::unique_ptr<TNameTable> FNames;
   std::unique_ptr<class TVxDOMLoader> FLoader;  // while loading through the handler operations
+  class TVxDOMStore* FStore;                     // the memory of this document's nodes
   bool FInRunLoad = false;
   TVxIntf<IVxSAXLocator> FFatalSnapshot;  // where a load failed, until the handler is told
   VxXMLString FFatalMessage;

@@ -19,10 +19,15 @@ TVxDOMDocument::TVxDOMDocument()
       FSelectCheckOption(DefaultSelectCheckOption) {
   FDocument = this;
   FNodeType = ntDocument;
-  FName = VxDOMFixedName(u"#document");
+  FName = VxDOMFixedName(fnDocument);
+  FStore = new TVxDOMStore;
 }
 
-TVxDOMDocument::~TVxDOMDocument() = default;
+TVxDOMDocument::~TVxDOMDocument() { FStore->ReleaseDocument(); }
+
+void* TVxDOMDocument::operator new(std::size_t ASize) { return TVxDOMStore::Allocate(nullptr, ASize); }
+
+void TVxDOMDocument::operator delete(void* APtr) noexcept { TVxDOMStore::Deallocate(APtr, 0); }
 
 void TVxDOMDocument::BeforeDestruction() {
   TVxDOMNode::BeforeDestruction();
@@ -56,7 +61,7 @@ TVxDOMElement* TVxDOMDocument::DocumentElement() {
 
 TVxDOMElement* TVxDOMDocument::CreateRootNode(const VxXMLString& AName) {
   if (DocumentElement()) throw EVxDomException(VxString(cVxDomRootExists));
-  auto* root = new TVxDOMElement(this);
+  auto* root = new (this) TVxDOMElement(this);
   root->SetQualifiedName(AName);
   AddChild(root);
   return root;
@@ -69,7 +74,7 @@ TVxDOMElement* TVxDOMDocument::CreateRootNode(const VxXMLString& ALocalName, con
 }
 
 TVxDOMComment* TVxDOMDocument::AddComment(const VxXMLString& AText) {
-  auto* c = new TVxDOMComment(this);
+  auto* c = new (this) TVxDOMComment(this);
   c->SetNodeValue(AText);
   AddChild(c);
   return c;
@@ -146,17 +151,17 @@ TVxDOMProcessingInstruction* TVxDOMDocument::FindProcessingInstruction(const VxX
 VxXMLString TVxDOMDocument::GetProcessingInstruction(const VxXMLString& ATarget) {
   TVxDOMProcessingInstruction* pi = FindProcessingInstruction(ATarget);
   if (!pi) throw EVxDomNotFound(VxFormat(cVxDomNoProcessingInstruction, ATarget));
-  return pi->Value();
+  return VxXMLString(pi->Value());
 }
 
 void TVxDOMDocument::SetProcessingInstruction(const VxXMLString& ATarget, const VxXMLString& AData) {
   TVxDOMProcessingInstruction* pi = FindProcessingInstruction(ATarget);
   if (!pi) {
-    pi = new TVxDOMProcessingInstruction(this);
+    pi = new (this) TVxDOMProcessingInstruction(this);
     pi->SetQualifiedName(ATarget);
     AddChild(pi, nullptr, ATarget == u"xml" ? rdpFirst : rdpLast);
   }
-  pi->FValue = AData;
+  pi->FValue.Assign(pi, AData);
   if (ATarget == u"xml") ReCalcEncoding();
 }
 
@@ -173,17 +178,17 @@ void TVxDOMDocument::SetEncoding(const std::string& AName) {
   FCodePage = cp;
   const VxXMLString wide = VxUTF8ToUTF16(name);
   if (TVxDOMProcessingInstruction* decl = FindProcessingInstruction(u"xml")) {
-    VxXMLString data = decl->Value();
+    VxXMLString data(decl->Value());
     size_t start, length;
     if (FindEncodingValue(data, start, length))
       data.replace(start, length, wide);
     else
       data = VxTrim(data + u" " + VxFormat(u"encoding=\"%s\"", wide));
-    decl->FValue = data;
+    decl->FValue.Assign(decl, data);
   } else {
-    auto* pi = new TVxDOMProcessingInstruction(this);
+    auto* pi = new (this) TVxDOMProcessingInstruction(this);
     pi->SetQualifiedName(u"xml");
-    pi->FValue = VxFormat(u"version=\"1.0\" encoding=\"%s\"", wide);
+    pi->FValue.Assign(pi, VxFormat(u"version=\"1.0\" encoding=\"%s\"", wide));
     AddChild(pi, nullptr, rdpFirst);
   }
 }
@@ -265,6 +270,15 @@ uint16_t DetectCodePage(TVxStream& AStream, bool& AFromBOM) {
 
 void TVxDOMDocument::RunLoad(const std::function<void(TVxSAXReader&)>& AParse, bool AJSON) {
   TVxDOMHold keep(this);
+  // The old tree's space is kept for the new one; what the new one leaves unused is released.
+  struct TKeepSpace {
+    TVxDOMStore* Store;
+    explicit TKeepSpace(TVxDOMStore* AStore) : Store(AStore) { Store->SetKeepSpace(true); }
+    ~TKeepSpace() {
+      Store->SetKeepSpace(false);
+      Store->ReleaseSpare();
+    }
+  } keepSpace(FStore);
   Clear();
   std::unique_ptr<TVxSAXReader> reader;
   if (AJSON)
@@ -415,21 +429,19 @@ TVxDOMNode* TVxDOMLoader::Parent() noexcept {
 void TVxDOMLoader::StartElement(const VxXMLString& AQName, IVxSAXAttributes* AAttributes) {
   // Nodes are linked straight in: no checks, and namespaces need nothing (they are resolved
   // when asked).
-  std::u16string_view prefix, local;
-  auto* e = new TVxDOMElement(FDocument);
-  VxDOMSplitName(AQName, prefix, local);
-  e->FName = FDocument->InternName(prefix, local);
-  VxDOMAddRef(e->FName);
+  auto* e = new (FDocument) TVxDOMElement(FDocument);
+  e->FName = FDocument->InternQName(AQName);
   TVxDOMTree::AppendLoaded(Parent(), e);
   bool ownSpace = false;
   const int count = AAttributes->Count();
   for (int k = 0; k < count; ++k) {
-    auto* a = new TVxDOMAttribute(FDocument);
-    VxDOMSplitName(AAttributes->GetQName(k), prefix, local);
-    a->FName = FDocument->InternName(prefix, local);
-    VxDOMAddRef(a->FName);
+    auto* a = new (FDocument) TVxDOMAttribute(FDocument);
+    a->FName = FDocument->InternQName(AAttributes->GetQName(k));
     const VxXMLString& value = AAttributes->GetValue(k);
-    a->FValue = VxDOMNeedsSafeEscape(value, true) ? VxDOMSafeEscaped(value, true) : value;
+    if (VxDOMNeedsSafeEscape(value, true))
+      a->FValue.Assign(a, VxDOMSafeEscaped(value, true));
+    else
+      a->FValue.Assign(a, value);
     TVxDOMTree::AppendLoaded(e, a);
     if (a->IsNamespace()) e->FHasDeclarations = true;
     if (VxSameText(a->GetQualifiedName(), u"xml:space")) {
@@ -448,11 +460,14 @@ void TVxDOMLoader::EndElement() {
 void TVxDOMLoader::Characters(const VxXMLString& AText) {
   TVxDOMCharacterData* node;
   if (FInCDATA) {
-    node = new TVxDOMCDATA(FDocument);
-    node->FValue = AText;
+    node = new (FDocument) TVxDOMCDATA(FDocument);
+    node->FValue.Assign(node, AText);
   } else {
-    node = new TVxDOMText(FDocument);
-    node->FValue = VxDOMNeedsSafeEscape(AText, false) ? VxDOMSafeEscaped(AText, false) : AText;
+    node = new (FDocument) TVxDOMText(FDocument);
+    if (VxDOMNeedsSafeEscape(AText, false))
+      node->FValue.Assign(node, VxDOMSafeEscaped(AText, false));
+    else
+      node->FValue.Assign(node, AText);
   }
   TVxDOMTree::AppendLoaded(Parent(), node);
 }
@@ -460,24 +475,21 @@ void TVxDOMLoader::Characters(const VxXMLString& AText) {
 void TVxDOMLoader::IgnorableWhitespace(const VxXMLString& AText) {
   // Blank text is kept only where space is preserved.
   if (!FCurrent || !FCurrent->FPreserveSpace) return;
-  auto* node = new TVxDOMText(FDocument);
-  node->FValue = AText;
+  auto* node = new (FDocument) TVxDOMText(FDocument);
+  node->FValue.Assign(node, AText);
   TVxDOMTree::AppendLoaded(FCurrent, node);
 }
 
 void TVxDOMLoader::ProcessingInstruction(const VxXMLString& ATarget, const VxXMLString& AData) {
-  auto* pi = new TVxDOMProcessingInstruction(FDocument);
-  std::u16string_view prefix, local;
-  VxDOMSplitName(ATarget, prefix, local);
-  pi->FName = FDocument->InternName(prefix, local);
-  VxDOMAddRef(pi->FName);
-  pi->FValue = AData;
+  auto* pi = new (FDocument) TVxDOMProcessingInstruction(FDocument);
+  pi->FName = FDocument->InternQName(ATarget);
+  pi->FValue.Assign(pi, AData);
   TVxDOMTree::AppendLoaded(Parent(), pi);
 }
 
 void TVxDOMLoader::Comment(const VxXMLString& AText) {
-  auto* c = new TVxDOMComment(FDocument);
-  c->FValue = AText;
+  auto* c = new (FDocument) TVxDOMComment(FDocument);
+  c->FValue.Assign(c, AText);
   TVxDOMTree::AppendLoaded(Parent(), c);
 }
 

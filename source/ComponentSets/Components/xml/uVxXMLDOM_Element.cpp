@@ -304,12 +304,12 @@ void TVxDOMAttribute::RefreshNamespaces() {
   if (FParent && FNamespacePending) TVxDOMTree::Attached(this);
 }
 
-VxXMLString TVxDOMAttribute::GetNodeValue() { return VxXMLToStr(FValue); }
+VxXMLString TVxDOMAttribute::GetNodeValue() { return VxXMLToStr(FValue.View()); }
 
 void TVxDOMAttribute::SetNodeValue(const VxXMLString& AValue) { SetValue(VxStrToXML(AValue, false, true)); }
 
-void TVxDOMAttribute::SetValue(VxXMLString AValue) {
-  FValue = std::move(AValue);
+void TVxDOMAttribute::SetValue(std::u16string_view AValue) {
+  FValue.Assign(this, AValue);
   if (TVxDOMElement* owner = OwnerElement(); owner && VxSameText(GetQualifiedName(), u"xml:space"))
     owner->SetPreseveSpaceFlagOnly(VxSameText(VxTrim(GetNodeValue()), u"preserve"));
 }
@@ -327,9 +327,9 @@ void TVxDOMAttribute::SetPrefix(const VxXMLString& APrefix) {
 }
 
 TVxDOMNode* TVxDOMAttribute::CreateClone() {
-  auto* a = new TVxDOMAttribute(FDocument);
+  auto* a = new (this) TVxDOMAttribute(FDocument);
   a->SetName(GetPrefix(), GetLocalName());
-  a->FValue = FValue;
+  a->FValue.Assign(a, FValue);
   return a;
 }
 
@@ -448,7 +448,7 @@ void TVxDOMElement::RemoveChild(TVxDOMNode* ANode) {
 }
 
 TVxDOMElement* TVxDOMElement::AddElement(const VxXMLString& AName) {
-  auto* e = new TVxDOMElement(FDocument);
+  auto* e = new (this) TVxDOMElement(FDocument);
   e->SetQualifiedName(AName);
   AddChild(e);
   return e;
@@ -459,7 +459,7 @@ TVxDOMElement* TVxDOMElement::AddElement(const VxXMLString& ALocalName, const Vx
 }
 
 TVxDOMAttribute* TVxDOMElement::AddAttribute(const VxXMLString& AName, const VxXMLString& AValue) {
-  auto* a = new TVxDOMAttribute(FDocument);
+  auto* a = new (this) TVxDOMAttribute(FDocument);
   a->SetQualifiedName(AName);
   a->SetNodeValue(AValue);
   AddChild(a);
@@ -486,7 +486,7 @@ TVxDOMAttribute* TVxDOMElement::AddAttribute(const VxXMLString& ALocalName, cons
 namespace {
 template <class T>
 T* AddCharNode(TVxDOMElement* AOwner, const VxXMLString& AText, TVxDOMNode* ARefNode, TVxDOMPosition APosition) {
-  auto* n = new T(AOwner->DOMDocument());
+  auto* n = new (AOwner) T(AOwner->DOMDocument());
   n->SetNodeValue(AText);
   AOwner->AddChild(n, ARefNode, APosition);
   return n;
@@ -509,7 +509,7 @@ TVxDOMComment* TVxDOMElement::InsertComment(const VxXMLString& AText, TVxDOMNode
 }
 
 TVxDOMElement* TVxDOMElement::InsertElement(const VxXMLString& AName, TVxDOMNode* ARefNode, TVxDOMRelPosition APosition) {
-  auto* e = new TVxDOMElement(FDocument);
+  auto* e = new (this) TVxDOMElement(FDocument);
   e->SetQualifiedName(AName);
   AddChild(e, ARefNode, APosition);
   return e;
@@ -517,7 +517,7 @@ TVxDOMElement* TVxDOMElement::InsertElement(const VxXMLString& AName, TVxDOMNode
 
 TVxDOMElement* TVxDOMElement::InsertElement(const VxXMLString& ALocalName, const VxXMLString& ANamespaceURI,
                                             TVxDOMNode* ARefNode, TVxDOMRelPosition APosition) {
-  auto* e = new TVxDOMElement(FDocument);
+  auto* e = new (this) TVxDOMElement(FDocument);
   e->SetQualifiedName(ALocalName);
   AddChild(e, ARefNode, APosition);
   e->SetNamespaceURI(ANamespaceURI);
@@ -789,7 +789,7 @@ void ReplaceText(TVxDOMElement* AElement, VxXMLString AStored) {
     if (c->NodeType() == ntText || c->NodeType() == ntCDATA) old.push_back(c);
   for (TVxDOMNode* c : old) AElement->RemoveChild(c);
   if (AStored.empty()) return;
-  auto* t = new TVxDOMText(AElement->DOMDocument());
+  auto* t = new (AElement) TVxDOMText(AElement->DOMDocument());
   t->SetValue(std::move(AStored));
   AElement->AddChild(t);
 }
@@ -841,7 +841,7 @@ void TVxDOMElement::NormalizeTextNodes() {
       if (c->FNodeType == ntText) {
         auto* t = static_cast<TVxDOMText*>(c);
         while (next && next->FNodeType == ntText) {
-          t->SetValue(t->Value() + static_cast<TVxDOMText*>(next)->Value());
+          t->SetValue(VxXMLString(t->Value()).append(static_cast<TVxDOMText*>(next)->Value()));
           TVxDOMNode* after = next->FNext;
           n->RemoveChild(next);
           next = after;
@@ -981,7 +981,7 @@ void TVxDOMElement::SetPreseveSpace(bool AFlag) {
 // ---------------------------------------------------------------------------------------------
 
 TVxDOMNode* TVxDOMElement::CreateCopy() {
-  auto* e = new TVxDOMElement(FDocument);
+  auto* e = new (this) TVxDOMElement(FDocument);
   e->SetName(GetPrefix(), GetLocalName());
   e->FPreserveSpace = FPreserveSpace;
   ForEachAttribute(this, [&](TVxDOMAttribute* A) {

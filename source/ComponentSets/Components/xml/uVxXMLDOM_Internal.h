@@ -10,6 +10,67 @@
 namespace vx {
 
 // ---------------------------------------------------------------------------------------------
+// The node store of a document
+// ---------------------------------------------------------------------------------------------
+
+/// The memory of one document's nodes: carved from growing blocks, and given back to free lists
+/// by size, so loading a tree costs no allocator call per node and reloading reuses the space.
+/// Every allocation carries the store's address just before the node, so a node finds its store
+/// after it moved to another document or outlived its own. The store lives while its document
+/// or any node from it lives. When only the document is left, the blocks are released, except
+/// while a load clears the document: then they are kept for the new tree (no fresh pages to
+/// touch), and the ones the new tree did not need are released when the load ends.
+class TVxDOMStore {
+ public:
+  TVxDOMStore() = default;
+  TVxDOMStore(const TVxDOMStore&) = delete;
+  TVxDOMStore& operator=(const TVxDOMStore&) = delete;
+  /// Memory for a node of ASize bytes (nullptr store: the plain heap).
+  static void* Allocate(TVxDOMStore* AStore, std::size_t ASize);
+  /// Gives back what Allocate returned.
+  static void Deallocate(void* APtr, std::size_t ASize) noexcept;
+  /// The store of a node (or value) allocated by Allocate; nullptr for the plain heap.
+  static TVxDOMStore* Of(const void* APtr) noexcept;
+  /// The name of the store for a qualified name (one per name, freed with the store).
+  TVxDOMName* Intern(std::u16string_view AQName);
+  /// The same for a prefix and a local name (a local name may hold a colon).
+  TVxDOMName* Intern(std::u16string_view APrefix, std::u16string_view ALocalName);
+  /// The document lets go of its store.
+  void ReleaseDocument() noexcept;
+  /// While on, emptying the store keeps its blocks for reuse.
+  void SetKeepSpace(bool AValue) noexcept { FKeepSpace = AValue; }
+  /// Releases the kept blocks that were not used again.
+  void ReleaseSpare() noexcept;
+
+ private:
+  static constexpr std::size_t cGranule = 8;
+  static constexpr std::size_t cMaxSmall = 512;  // larger nodes come from the plain heap
+  static constexpr std::size_t cFirstBlock = 2048, cMaxBlock = 64 * 1024;
+  struct TBlock {
+    TBlock* Next;
+    std::size_t Size;
+  };
+  void* AllocateSmall(std::size_t ASize);
+  void DeallocateSmall(void* ARaw, std::size_t ASize) noexcept;
+  void Emptied() noexcept;
+  void ReleaseBlocks() noexcept;
+  static void FreeList(TBlock* ABlocks) noexcept;
+  ~TVxDOMStore();
+
+  void* FFree[cMaxSmall / cGranule + 1] = {};  // free chunks by size in granules
+  char* FCursor = nullptr;
+  char* FEnd = nullptr;
+  TBlock* FBlocks = nullptr;  // in use, the newest first
+  TBlock* FSpare = nullptr;   // kept for reuse
+  std::size_t FNextBlock = cFirstBlock;
+  std::size_t FLive = 1;  // allocations alive, plus one while the document holds the store
+  bool FDocumentGone = false;
+  bool FKeepSpace = false;
+  std::unordered_map<std::u16string_view, TVxDOMName*> FNames;  // keyed by the qualified name
+  std::vector<TVxDOMName*> FOddNames;  // names whose local part holds a colon
+};
+
+// ---------------------------------------------------------------------------------------------
 // Per-node data that most nodes never need (kept out of the node to keep it small)
 // ---------------------------------------------------------------------------------------------
 
@@ -34,22 +95,18 @@ struct TVxDOMElement::TTypedOrder {
   }
 };
 
-/// The name table of a document: one TVxDOMName per qualified name.
-struct TVxDOMDocument::TNameTable {
-  std::unordered_map<std::u16string_view, TVxDOMName*> ByQName;
-  ~TNameTable();
-};
 
 // ---------------------------------------------------------------------------------------------
 // Names
 // ---------------------------------------------------------------------------------------------
 
 /// The fixed names.
-TVxDOMName* VxDOMFixedName(std::u16string_view ALocalName);
+enum TVxDOMFixedName { fnEmpty, fnText, fnCDATA, fnComment, fnDocument };
+TVxDOMName* VxDOMFixedName(TVxDOMFixedName AKind) noexcept;
 /// A name not interned in any document (for detached nodes).
 TVxDOMName* VxDOMNewName(std::u16string_view APrefix, std::u16string_view ALocalName);
-void VxDOMAddRef(TVxDOMName* AName) noexcept;
-void VxDOMRelease(TVxDOMName* AName) noexcept;
+/// Frees a name its node owned (others live in their store or for ever).
+void VxDOMReleaseName(TVxDOMName* AName) noexcept;
 /// Splits a qualified name at its first ":".
 void VxDOMSplitName(std::u16string_view AName, std::u16string_view& APrefix, std::u16string_view& ALocal);
 
@@ -124,24 +181,46 @@ bool VxDOMNeedsSafeEscape(std::u16string_view AText, bool AAttribute) noexcept;
 // ---------------------------------------------------------------------------------------------
 
 /// Collects UTF-16 text and writes it to a stream in a code page (1200 as it is, 65001 and
-/// 63801 as UTF-8, any other through the code page's converter), in large pieces.
+/// 63801 as UTF-8, any other through the code page's converter), in large pieces. UTF-8 is
+/// converted as the text comes; the other code pages collect UTF-16 first.
 class TVxDOMWriter {
  public:
   TVxDOMWriter(TVxStream& AStream, uint16_t ACodePage);
   ~TVxDOMWriter();
   void Write(std::u16string_view AText) {
     FUnits += static_cast<int64_t>(AText.size());
-    FBuffer.append(AText);
     if (FBytes < 5) CountBytes(AText);
-    if (FBuffer.size() >= cFlushAt) Flush();
+    if (AText.size() <= 16 && !FPendingHigh) {
+      // Most pieces are short: copied in a loop, no library call.
+      if (FUTF8) {
+        if (FLength + 16 <= cBufferSize) {
+          char* out = FBytesOut.get() + FLength;
+          char16_t any = 0;
+          for (char16_t c : AText) any |= c;
+          if (any < 0x80) {
+            for (char16_t c : AText) *out++ = static_cast<char>(c);
+            FLength += AText.size();
+            if (FLength >= cFlushAt) FlushCollected(false);
+            return;
+          }
+        }
+      } else if (FLength + 16 <= cBufferSize) {
+        char16_t* out = FBuffer.get() + FLength;
+        for (char16_t c : AText) *out++ = c;
+        FLength += AText.size();
+        if (FLength >= cFlushAt) FlushCollected(false);
+        return;
+      }
+    }
+    WriteLong(AText);
   }
   void Write(char16_t AChar) { Write(std::u16string_view(&AChar, 1)); }
   /// A line break (CR LF).
   void LineBreak() { Write(u"\r\n"); }
   /// Level + 1 copies of two spaces; nothing below level 0.
   void Indent(int ALevel);
-  /// Writes what is collected.
-  void Flush();
+  /// Writes everything collected (a high surrogate left without its other half included).
+  void Flush() { FlushCollected(true); }
   /// True while nothing was written and the stream was at position 0, or at position 2 behind
   /// a UTF-16LE byte-order mark (the writer's line-break rule).
   bool AtStart() const noexcept { return FUnits == 0 && FStartsClean; }
@@ -150,12 +229,20 @@ class TVxDOMWriter {
 
  private:
   static constexpr size_t cFlushAt = 32768;
+  static constexpr size_t cBufferSize = cFlushAt + 1024;  // units, or bytes for UTF-8
   void CountBytes(std::u16string_view AText);
+  void WriteLong(std::u16string_view AText);
+  /// Writes the collected units or bytes; unless AFinal, a trailing high surrogate waits for
+  /// its other half.
+  void FlushCollected(bool AFinal);
   TVxStream& FStream;
   uint16_t FCodePage;
+  bool FUTF8 = false;
   const TVxEncoding* FEncoding = nullptr;
-  VxXMLString FBuffer;
-  std::string FBytesOut;
+  std::unique_ptr<char16_t[]> FBuffer;  // UTF-16 collected for the next flush (not UTF-8)
+  std::unique_ptr<char[]> FBytesOut;    // UTF-8: the bytes collected; others: a flush's bytes
+  size_t FLength = 0;                   // units (or UTF-8 bytes) collected
+  char16_t FPendingHigh = 0;            // UTF-8: a high surrogate waiting for its low half
   int64_t FStartPos = 0;
   int64_t FBytes = 0;
   int64_t FUnits = 0;  // units taken so far
