@@ -50,6 +50,20 @@ check "malformed document: position and message, exit 1" 1 "FatalError Line 1, c
 # UTF-16 without a byte-order mark read as UTF-8: the character found is U+0000, shown as \x00.
 printf '<\0a\0>\0' > "$TMP/utf16.xml"
 check "a U+0000 in a message is shown, not cut off" 1 "" 'x00' -- "$VXTOOL" events "$TMP/utf16.xml"
+check "format indents an XML document" 0 "^  <cat:book id=\"b1\" cat:year=\"2024\">" "" -- "$VXTOOL" format "$SAMPLES/catalog.xml"
+check "format keeps the declaration's encoding" 0 'encoding="UTF-8"' "" -- "$VXTOOL" format "$SAMPLES/catalog.xml"
+check "format into another encoding rewrites the declaration" 0 'encoding="iso-8859-1"' "" -- "$VXTOOL" format "$SAMPLES/greeting.UTF-8.xml" iso-8859-1
+"$VXTOOL" format "$SAMPLES/catalog.xml" iso-8859-1 > "$TMP/latin1.xml"
+check "the re-encoded document reads back the same" 0 "" "" -- bash -c "diff <(\"$VXTOOL\" tojson \"$TMP/latin1.xml\") <(\"$VXTOOL\" tojson \"$SAMPLES/catalog.xml\")"
+check "characters the encoding lacks become ?" 0 '"ru": "\?\?\?\?\?\?, \?\?\?"' "" -- bash -c "\"$VXTOOL\" format \"$SAMPLES/greeting.UTF-8.xml\" iso-8859-1 | \"$VXTOOL\" tojson -"
+check "format to UTF-16 starts with a byte-order mark" 0 "^0000000 377 376" "" -- bash -c "\"$VXTOOL\" format \"$SAMPLES/catalog.xml\" utf-16 | od -c"
+check "format of JSON input writes its XML form" 0 "<vip xsd:type=\"boolean\">true</vip>" "" -- "$VXTOOL" format "$SAMPLES/order.json"
+check "format from standard input" 0 "^  <b />" "" -- bash -c "printf '<a><b/></a>' | \"$VXTOOL\" format -"
+check "format of a malformed document: position, exit 1" 1 "" "Line 1, column [0-9]+: The document is not wellformed" -- bash -c "printf '<a></a><b/>' | \"$VXTOOL\" format -"
+check "format of an empty input" 1 "" "is empty" -- bash -c "\"$VXTOOL\" format - < /dev/null"
+check "tojson of an XML document" 0 '^    "_xmlns.cat": "urn:example:catalog",' "" -- "$VXTOOL" tojson "$SAMPLES/catalog.xml"
+check "tojson of JSON gives the same JSON value" 0 "^same$" "" -- bash -c "\"$VXTOOL\" tojson \"$SAMPLES/order.json\" | python3 -c 'import json,sys; print(\"same\" if json.load(sys.stdin) == json.load(open(sys.argv[1])) else \"different\")' \"$SAMPLES/order.json\""
+check "tojson from standard input" 0 '"a": \{\}' "" -- bash -c "printf '<a/>' | \"$VXTOOL\" tojson -"
 check "demo" 0 "encodings the library knows" "" -- "$VXTOOL" demo "$SAMPLES"
 
 if [ "$failures" != 0 ]; then

@@ -17,6 +17,7 @@
 #include "uVxStreams.h"
 #include "uVxTextParser.h"
 #include "uVxXML.h"
+#include "uVxXMLDOM.h"
 
 using namespace vx;
 
@@ -31,6 +32,9 @@ constexpr char cUsage[] =
     "  read FILE [ENCODING]    print a file as UTF-8: its byte-order mark, else ENCODING, else UTF-8\n"
     "  encodings               list the encodings the library knows (code page, name, aliases)\n"
     "  events FILE             print the SAX events of an XML or JSON document, one per line\n"
+    "  format FILE [ENCODING]  load an XML (or JSON) document and write it indented, in the\n"
+    "                          document's encoding or ENCODING (UTF-16 gets a byte-order mark)\n"
+    "  tojson FILE             load an XML (or JSON) document and write its JSON form, indented\n"
     "\n"
     "FILE may be - for standard input. Options: -h, --help (this text), --version.\n"
     "Exit codes: 0 success, 1 the input failed (malformed document, missing file), 2 usage error.\n";
@@ -241,6 +245,69 @@ int CmdEvents(const std::string& AFileName) {
   return 0;
 }
 
+// The whole input in memory (standard input cannot seek back), and whether it is JSON: its
+// first character after a byte-order mark and blanks opens an object or an array.
+struct TLoadedInput {
+  TVxMemoryStream Bytes;
+  bool IsJSON = false;
+};
+
+void LoadInput(const std::string& AFileName, TLoadedInput& AOut) {
+  TInput input(AFileName);
+  if (input.Empty()) throw TInputError{input.Name() + " is empty: no XML or JSON document to read"};
+  char buffer[65536];
+  for (int64_t n; (n = input.Stream().Read(buffer, sizeof buffer)) > 0;) AOut.Bytes.WriteBuffer(buffer, n);
+  AOut.Bytes.Seek(0, soBeginning);
+  const uint16_t cp = VxGetCodePage(AOut.Bytes);
+  TVxTextParser cursor(&AOut.Bytes, false, cp ? cp : cVxCodePageUTF8);
+  cursor.SkipWhile(skWhileAtOrBelow, u' ');
+  AOut.IsJSON = !cursor.Eof() && (cursor.CurrCharW() == u'{' || cursor.CurrCharW() == u'[');
+  AOut.Bytes.Seek(0, soBeginning);
+}
+
+// Loads a document from a file; a parse error becomes "Line L, column C: message".
+TVxIntf<IVxDOMDocument> LoadDocument(const std::string& AFileName) {
+  TLoadedInput in;
+  LoadInput(AFileName, in);
+  TVxIntf<IVxDOMDocument> doc = VxCreateDOM();
+  TVxDOMDocument* d = doc->DOMDocument();
+  d->SetDocumentURI(VxUTF8ToUTF16(AFileName));
+  try {
+    if (in.IsJSON)
+      d->LoadFromJSON(in.Bytes);
+    else
+      d->LoadFromStream(in.Bytes);
+  } catch (const EVxXMLParseError& e) {
+    throw TInputError{Escaped(VxFormat(cVxParseErrorAt, e.LineNr(), e.ColNr(), e.Message()), false)};
+  }
+  return doc;
+}
+
+void WriteOut(TVxMemoryStream& AOut) {
+  std::fwrite(AOut.Memory(), 1, static_cast<size_t>(AOut.Size()), stdout);
+}
+
+int CmdFormat(const std::string& AFileName, const std::string& AEncoding) {
+  const uint16_t cp = AEncoding.empty() ? 0 : CodePageOfName(AEncoding);
+  TVxIntf<IVxDOMDocument> doc = LoadDocument(AFileName);
+  TVxDOMDocument* d = doc->DOMDocument();
+  if (cp) d->SetEncoding(AEncoding);
+  TVxMemoryStream out;
+  d->SaveToStream(out, d->CodePage() == cVxCodePageUTF16, true);
+  out.WriteBuffer("\n", d->CodePage() == cVxCodePageUTF16 ? 0 : 1);
+  WriteOut(out);
+  return 0;
+}
+
+int CmdToJSON(const std::string& AFileName) {
+  TVxIntf<IVxDOMDocument> doc = LoadDocument(AFileName);
+  TVxMemoryStream out;
+  doc->DOMDocument()->SaveToJSONStream(out, true);
+  out.WriteBuffer("\n", 1);
+  WriteOut(out);
+  return 0;
+}
+
 // ---------------------------------------------------------------------------------------------
 // Command line
 // ---------------------------------------------------------------------------------------------
@@ -257,6 +324,8 @@ const std::vector<TCommand>& Commands() {
       {"read", 1, 2, [](const auto& A) { return CmdRead(A[0], A.size() > 1 ? A[1] : ""); }},
       {"encodings", 0, 0, [](const auto&) { return CmdEncodings(); }},
       {"events", 1, 1, [](const auto& A) { return CmdEvents(A[0]); }},
+      {"format", 1, 2, [](const auto& A) { return CmdFormat(A[0], A.size() > 1 ? A[1] : ""); }},
+      {"tojson", 1, 1, [](const auto& A) { return CmdToJSON(A[0]); }},
   };
   return commands;
 }
