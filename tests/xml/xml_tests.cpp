@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "uVxXML.h"
+#include "uVxXMLDOM.h"
 
 using namespace vx;
 
@@ -11,6 +12,13 @@ TEST(XMLLibrary, LoadingRegistersTheVendorAndTheHooks) {
   EXPECT_EQ(VxGetDOMVendor(u"vx xml"), VxXMLVendor());
   TVxDocumentHooks hooks = VxDocumentHooks();
   ASSERT_TRUE(hooks.XMLFromText && hooks.XMLValue && hooks.JSONFromText && hooks.JSONValue);
+  // XML: a document from text, and the text a path selects in it.
+  TVxIntf<IVxInterface> doc = hooks.XMLFromText(u"<r><a>one</a><b k=\"v\">two</b></r>");
+  ASSERT_TRUE(VxSupports<IVxDOMDocument>(doc));
+  EXPECT_EQ(VxVarToStr(hooks.XMLValue(doc.Get(), u"r/b")), u"two");
+  EXPECT_EQ(VxVarToStr(hooks.XMLValue(doc.Get(), u"r/b/@k")), u"v");
+  EXPECT_TRUE(hooks.XMLValue(doc.Get(), u"r/c").IsNull());
+  EXPECT_THROW(hooks.XMLFromText(u"<a/><b/>"), EVxXMLParseError);
   try {
     hooks.JSONFromText(u"{}");
     FAIL();

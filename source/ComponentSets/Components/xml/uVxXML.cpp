@@ -3,6 +3,8 @@
 // is unloaded. Nothing else runs at load.
 #include "uVxXML.h"
 
+#include "uVxXMLDOM.h"
+
 namespace vx {
 
 VxString VxXMLLibraryVersion() { return u"7.0.0"; }
@@ -19,12 +21,22 @@ class TVxXMLVendor : public TVxDOMVendor {
   throw EVxException(VxFormat(cVxXMLNoDocumentModel, AKind));
 }
 
+// The text of the first node a path selects in an XML document (or any of its nodes); null
+// when the path selects nothing.
+TVxVariant XMLValue(IVxInterface* ADocument, const VxString& APath) {
+  TVxIntf<IVxDOMNode> node = VxSupports<IVxDOMNode>(ADocument);
+  if (!node) throw EVxException(VxFormat(cVxXMLNotADocument, u"XML"));
+  TVxIntf<IVxDOMNode> found = node->SelectSingleNode(APath, {});
+  if (!found) return TVxVariant::Null();
+  return TVxVariant(found->GetText());
+}
+
 struct TLoadRegistration {
   TVxXMLVendor Vendor;
   TLoadRegistration() {
     if (!VxFindDOMVendor(cVxXMLVendorName)) VxRegisterDOMVendor(&Vendor);
-    VxSetDocumentHooks({[](const VxString&) -> TVxIntf<IVxInterface> { NoModel(u"XML"); },
-                        [](IVxInterface*, const VxString&) -> TVxVariant { NoModel(u"XML"); },
+    VxSetDocumentHooks({[](const VxString& AText) -> TVxIntf<IVxInterface> { return VxCreateDOM(AText); },
+                        [](IVxInterface* ADocument, const VxString& APath) -> TVxVariant { return XMLValue(ADocument, APath); },
                         [](const VxString&) -> TVxIntf<IVxInterface> { NoModel(u"JSON"); },
                         [](IVxInterface*, const VxString&) -> TVxVariant { NoModel(u"JSON"); }});
   }
