@@ -15,6 +15,7 @@
 #include "uVxTextParser.h"
 #include "uVxUnicode.h"
 #include "uVxVariants.h"
+#include "uVxXMLDOM.h"
 #include "uVxXMLUtils.h"
 
 // The interfaces and class of the README's reference-counting example.
