@@ -31,83 +31,16 @@
 #include <string>
 #include <vector>
 
+#include "bench_documents.h"
 #include "uVxXMLDOM.h"
 
 using namespace vx;
 
 namespace {
 
-struct TDocument {
-  std::string Name;
-  std::string Bytes;
-};
-
-std::string Generated() {
-  std::string s = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<db:records xmlns:db=\"urn:bench:db\" xmlns:x=\"urn:bench:x\">\n";
-  for (int k = 0; s.size() < (20u << 20); ++k) {
-    s += "  <db:record id=\"" + std::to_string(k) + "\" x:kind=\"sample\" status=\"active\">\n";
-    s += "    <name>Record number " + std::to_string(k) + " – Zoë Ångström</name>\n";
-    s += "    <!-- comment " + std::to_string(k % 97) + " -->\n";
-    s += "    <text>Some longer text with ümlauts, 日本語 and &amp; an entity, spanning a line.</text>\n";
-    s += "    <raw><![CDATA[<not> & markup]]></raw>\n";
-    s += "    <x:empty flag=\"yes\"/>\n  </db:record>\n";
-  }
-  s += "</db:records>\n";
-  return s;
-}
-
-// 200 chains of 1,000 nested elements, each ending in text.
-std::string DeepNesting() {
-  std::string s = "<deep>";
-  for (int chain = 0; chain < 200; ++chain) {
-    for (int k = 0; k < 1000; ++k) s += "<n>";
-    s += "leaf " + std::to_string(chain);
-    for (int k = 0; k < 1000; ++k) s += "</n>";
-  }
-  return s + "</deep>";
-}
-
-// 20,000 elements with 40 attributes each.
-std::string ManyAttributes() {
-  std::string s = "<items>\n";
-  for (int k = 0; k < 20000; ++k) {
-    s += "<item";
-    for (int a = 0; a < 40; ++a) s += " attr" + std::to_string(a) + "=\"value " + std::to_string(k * 40 + a) + "\"";
-    s += "/>\n";
-  }
-  return s + "</items>\n";
-}
-
-const std::vector<std::string>& DocumentNames() {
-  static const std::vector<std::string> names = [] {
-    std::vector<std::string> n{"generated-20MB", "deep-nesting", "many-attributes"};
-    for (const char* path : {"/usr/share/mime/packages/freedesktop.org.xml", "/usr/share/xml/iso-codes/iso_639-3.xml",
-                             "/usr/share/xml/iso-codes/iso_3166-1.xml"})
-      if (std::filesystem::exists(path)) n.push_back(path);
-    return n;
-  }();
-  return names;
-}
-
-const TDocument* LoadDocument(const std::string& AName) {
-  static std::map<std::string, TDocument> loaded;
-  auto it = loaded.find(AName);
-  if (it != loaded.end()) return &it->second;
-  TDocument doc{std::filesystem::path(AName).filename().string(), {}};
-  if (AName == "generated-20MB") {
-    doc.Bytes = Generated();
-  } else if (AName == "deep-nesting") {
-    doc.Bytes = DeepNesting();
-  } else if (AName == "many-attributes") {
-    doc.Bytes = ManyAttributes();
-  } else {
-    std::ifstream f(AName, std::ios::binary);
-    std::stringstream ss;
-    ss << f.rdbuf();
-    doc.Bytes = ss.str();
-  }
-  return &loaded.emplace(AName, std::move(doc)).first->second;
-}
+using bench::DocumentNames;
+using bench::LoadDocument;
+using bench::TDocument;
 
 // Heap bytes in use (small blocks and mapped ones).
 size_t HeapInUse() {
@@ -303,7 +236,7 @@ class TRatioReporter : public benchmark::ConsoleReporter {
 int main(int argc, char** argv) {
   xercesc::XMLPlatformUtils::Initialize();
   xmlInitParser();
-  for (const auto& name : DocumentNames()) {
+  for (const auto& name : DocumentNames(true)) {
     const std::string shown = std::filesystem::path(name).filename().string();
     for (const auto& [lib, make] : Libraries()) {
       benchmark::RegisterBenchmark(("BM_Load/" + lib + "/" + shown).c_str(), BM_Load, &name, lib)->Unit(benchmark::kMillisecond);

@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_documents.h"
 #include "bench_util.h"
 #include "uVxSAX.h"
 
@@ -33,53 +34,9 @@ using namespace vx;
 
 namespace {
 
-struct TDocument {
-  std::string Name;
-  std::string Bytes;
-};
-
-std::string Generated() {
-  std::string s = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<db:records xmlns:db=\"urn:bench:db\" xmlns:x=\"urn:bench:x\">\n";
-  for (int k = 0; s.size() < (20u << 20); ++k) {
-    s += "  <db:record id=\"" + std::to_string(k) + "\" x:kind=\"sample\" status=\"active\">\n";
-    s += "    <name>Record number " + std::to_string(k) + " – Zoë Ångström</name>\n";
-    s += "    <!-- comment " + std::to_string(k % 97) + " -->\n";
-    s += "    <text>Some longer text with ümlauts, 日本語 and &amp; an entity, spanning a line.</text>\n";
-    s += "    <raw><![CDATA[<not> & markup]]></raw>\n";
-    s += "    <x:empty flag=\"yes\"/>\n  </db:record>\n";
-  }
-  s += "</db:records>\n";
-  return s;
-}
-
-// The documents, by name; each is loaded when a benchmark first needs it, so the 1 GB stream
-// pass that runs first measures its own memory.
-const std::vector<std::string>& DocumentNames() {
-  static const std::vector<std::string> names = [] {
-    std::vector<std::string> n{"generated-20MB"};
-    for (const char* path : {"/usr/share/mime/packages/freedesktop.org.xml", "/usr/share/xml/iso-codes/iso_639-3.xml",
-                             "/usr/share/xml/iso-codes/iso_3166-1.xml"})
-      if (std::filesystem::exists(path)) n.push_back(path);
-    return n;
-  }();
-  return names;
-}
-
-const TDocument* LoadDocument(const std::string& AName) {
-  static std::map<std::string, TDocument> loaded;
-  auto it = loaded.find(AName);
-  if (it != loaded.end()) return &it->second;
-  TDocument doc{std::filesystem::path(AName).filename().string(), {}};
-  if (AName == "generated-20MB") {
-    doc.Bytes = Generated();
-  } else {
-    std::ifstream f(AName, std::ios::binary);
-    std::stringstream ss;
-    ss << f.rdbuf();
-    doc.Bytes = ss.str();
-  }
-  return &loaded.emplace(AName, std::move(doc)).first->second;
-}
+using bench::DocumentNames;
+using bench::LoadDocument;
+using bench::TDocument;
 
 // ---- this library ----
 class TVxTouch : public TVxImplements<TVxObject, IVxSAXContentHandler, IVxSAXErrorHandler> {
@@ -249,7 +206,7 @@ int main(int argc, char** argv) {
   xmlInitParser();
   // First, so the peak resident memory is the stream pass's own.
   benchmark::RegisterBenchmark("BM_Vx1GBStream", BM_Vx1GBStream)->Iterations(1)->Unit(benchmark::kMillisecond);
-  for (const auto& name : DocumentNames()) {
+  for (const auto& name : DocumentNames(false)) {
     std::string shown = std::filesystem::path(name).filename().string();
     benchmark::RegisterBenchmark(("BM_Vx/" + shown).c_str(), BM_Vx, &name)->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark(("BM_Expat/" + shown).c_str(), BM_Expat, &name)->Unit(benchmark::kMillisecond);

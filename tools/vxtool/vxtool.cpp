@@ -35,6 +35,8 @@ constexpr char cUsage[] =
     "  format FILE [ENCODING]  load an XML (or JSON) document and write it indented, in the\n"
     "                          document's encoding or ENCODING (UTF-16 gets a byte-order mark)\n"
     "  tojson FILE             load an XML (or JSON) document and write its JSON form, indented\n"
+    "  select FILE PATH        print the path and text of each node PATH selects from the\n"
+    "                          document node (\"catalog/book[@id = \\\"b1\\\"]\", \"//title\")\n"
     "\n"
     "FILE may be - for standard input. Options: -h, --help (this text), --version.\n"
     "Exit codes: 0 success, 1 the input failed (malformed document, missing file), 2 usage error.\n";
@@ -308,6 +310,21 @@ int CmdToJSON(const std::string& AFileName) {
   return 0;
 }
 
+int CmdSelect(const std::string& AFileName, const std::string& APath) {
+  TVxIntf<IVxDOMDocument> doc = LoadDocument(AFileName);
+  TVxIntf<TVxDOMNodeList> nodes;
+  try {
+    nodes = doc->DOMDocument()->CreateNodeList(VxUTF8ToUTF16(APath));
+  } catch (const Exception& e) {
+    throw TInputError{"bad path: " + Escaped(e.Message(), false)};
+  }
+  for (int k = 0; k < nodes->Count(); ++k) {
+    TVxDOMNode* n = nodes->GetItem(k);
+    std::printf("%s %s\n", VxUTF16ToUTF8(n->NodePath()).c_str(), Show(n->GetText()).c_str());
+  }
+  return 0;
+}
+
 // ---------------------------------------------------------------------------------------------
 // Command line
 // ---------------------------------------------------------------------------------------------
@@ -326,6 +343,7 @@ const std::vector<TCommand>& Commands() {
       {"events", 1, 1, [](const auto& A) { return CmdEvents(A[0]); }},
       {"format", 1, 2, [](const auto& A) { return CmdFormat(A[0], A.size() > 1 ? A[1] : ""); }},
       {"tojson", 1, 1, [](const auto& A) { return CmdToJSON(A[0]); }},
+      {"select", 2, 2, [](const auto& A) { return CmdSelect(A[0], A[1]); }},
   };
   return commands;
 }

@@ -1079,9 +1079,13 @@ class TVxDOMElement : public TVxDOMNode {
   /// The element the path selects, or nullptr.
   TVxDOMElement* SelectSingleElement(const VxXMLString& APath, TVxDOMSelectOptions AOptions = {});
   /// The child elements (an empty path) or the elements the path selects.
+  /// (The text parameters are views, so that CreateElementList({soCaseSensitive}) means the
+  /// options and not a path of one character.)
   TVxIntf<TVxDOMNodeList> CreateElementList(TVxDOMSelectOptions AOptions = {});
-  TVxIntf<TVxDOMNodeList> CreateElementList(const VxXMLString& APath, TVxDOMSelectOptions AOptions = {});
-  TVxIntf<TVxDOMNodeList> CreateElementList(const VxXMLString& AName, const VxXMLString& ANamespaceURI,
+  TVxIntf<TVxDOMNodeList> CreateElementList(std::u16string_view APath, TVxDOMSelectOptions AOptions = {});
+  /// The child elements of a local name (under the collation the options give) in a namespace
+  /// (any when empty).
+  TVxIntf<TVxDOMNodeList> CreateElementList(std::u16string_view AName, std::u16string_view ANamespaceURI,
                                             TVxDOMSelectOptions AOptions = {});
 
  protected:
@@ -1158,6 +1162,9 @@ class TVxDOMDocument
   void SetCaseSensitive(bool AValue);
   TVxXPathCollationClass GetCollation() override { return FCollation; }
   void SetCollation(TVxXPathCollationClass ACollation);
+  /// Sets the collation registered for a collation URI (EVxDomSyntax "The collation \"%s\" is
+  /// not supported!" for an unknown one).
+  void SetCollationURI(const VxString& AURI);
   TVxDOMSelectMatchOption GetSelectMatchOption() override { return FSelectMatchOption; }
   void SetSelectMatchOption(TVxDOMSelectMatchOption AOption) { FSelectMatchOption = AOption; }
   TVxDOMSelectCheckOption GetSelectCheckOption() const noexcept { return FSelectCheckOption; }

@@ -106,6 +106,8 @@ void TVxDOMDocument::SetCaseSensitive(bool AValue) {
   FCollation = AValue ? TVxXPathCollationCodepoint::ClassRef() : TVxXPathCollationASCIICI::ClassRef();
 }
 
+void TVxDOMDocument::SetCollationURI(const VxString& AURI) { SetCollation(VxXPathCollationByURI(AURI)); }
+
 void TVxDOMDocument::SetCollation(TVxXPathCollationClass ACollation) {
   FCollation = ACollation ? ACollation : DefaultXPathCollation;
 }
@@ -544,17 +546,6 @@ void TVxDOMDocument::SaveToJSONStream(TVxStream& AStream, bool AFormat) {
   writer.Flush();
 }
 
-TVxDOMElement* TVxDOMDocument::getElementById(const VxXMLString& AId) {
-  // As the path "//@id=\"<id>\"" selects: the first element in document order with an
-  // attribute id (by the document's collation) of that value.
-  TVxDOMElement* root = DocumentElement();
-  for (TVxDOMNode* n = root; n; n = TVxDOMTree::NextInSubtree(n, root)) {
-    if (n->NodeType() != ntElement) continue;
-    auto* e = static_cast<TVxDOMElement*>(n);
-    if (TVxDOMAttribute* id = e->FindAttribute(u"id"); id && id->GetNodeValue() == AId) return e;
-  }
-  return nullptr;
-}
 
 // ---------------------------------------------------------------------------------------------
 // The JSON form

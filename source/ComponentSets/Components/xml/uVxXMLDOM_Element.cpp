@@ -1083,7 +1083,7 @@ TVxDOMElement* TVxDOMElementList::GetItemEx(const TVxVariant& AIndex, TVxDOMSele
   options.Include(name.find(u':') == VxXMLString::npos ? soLocalName : soQualifiedName);
   TVxDOMElement* hit;
   if (name.find(u'/') != VxXMLString::npos || ACheckOption == coCreate) {
-    hit = owner->SelectSingleElement(name, options);
+    hit = owner->SelectSingleElement(name, options - soRaise);  // the list error below is the miss
   } else {
     // The list error below is the failure of a name lookup (Find's own would come first).
     hit = static_cast<TVxDOMElement*>(Find(name, options - soRaise));

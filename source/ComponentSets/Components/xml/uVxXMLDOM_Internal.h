@@ -3,9 +3,11 @@
 // loader and the companion classes.
 #pragma once
 
+#include <array>
 #include <unordered_map>
 
 #include "uVxXMLDOM.h"
+#include "uVxXPath.h"
 
 namespace vx {
 
@@ -119,6 +121,8 @@ TVxDOMNodeListBase::TKind VxDOMTypedKind(const TVxDOMNode* ANode) noexcept;
 
 /// Operations on whole subtrees, without recursion, and on the links of the tree.
 struct TVxDOMTree {
+  /// A free-standing list holding ANodes.
+  static TVxIntf<TVxDOMNodeList> MakeList(TVxDOMDocument* ADocument, const std::vector<TVxDOMNode*>& ANodes);
   /// The next node of ARoot's subtree in document order (children before siblings), or nullptr
   /// when the walk leaves the subtree. ARoot itself is the walk's first node.
   static TVxDOMNode* NextInSubtree(TVxDOMNode* ANode, TVxDOMNode* ARoot, bool AEnterChildren = true) noexcept {
@@ -270,6 +274,76 @@ void VxDOMWriteDocumentJSON(TVxDOMDocument* ADocument, TVxDOMJSONWriter& AWriter
 // ---------------------------------------------------------------------------------------------
 
 /// Builds a document from SAX events (the document's handler operations forward to it).
+// ---------------------------------------------------------------------------------------------
+// Paths
+// ---------------------------------------------------------------------------------------------
+
+/// Counts the nesting of predicates, parentheses, operands and nested selections on this
+/// thread; past cMaxDepth levels EVxDomSyntax cVxXPathTooDeep is raised (the stack is safe).
+class TVxXPathNestingGuard {
+ public:
+  static constexpr int cMaxDepth = 256;
+  TVxXPathNestingGuard();
+  ~TVxXPathNestingGuard();
+  TVxXPathNestingGuard(const TVxXPathNestingGuard&) = delete;
+  TVxXPathNestingGuard& operator=(const TVxXPathNestingGuard&) = delete;
+};
+
+/// One step of a compiled path.
+struct TVxDOMPathStep {
+  enum TKind : uint8_t {
+    skName,          // child elements of a name
+    skAnyElement,    // "*"
+    skAttribute,     // "@name"
+    skAnyAttribute,  // "@*"
+    skParent,        // ".."
+    skSelf,          // "."
+    skNode,          // "node()": every child but attributes
+    skText           // "text()": text and CDATA children
+  };
+  TKind Kind = skName;
+  bool Descendant = false;  // after "//": among all descendants
+  VxXMLString Name;
+  std::vector<std::unique_ptr<TVxXPathEquation>> Predicates;
+  /// A plain name step without predicates: what soCreate can create.
+  bool Creatable() const noexcept { return Kind == skName && !Descendant && Predicates.empty(); }
+  /// How many candidates the first predicate can use: a position alone needs no more than up
+  /// to it; else all.
+  size_t CandidateLimit() const noexcept;
+  // Recent answers of the name test by name object (names are shared by the nodes of a store).
+  mutable std::array<std::pair<const void*, bool>, 8> NameCache{};
+};
+
+/// A path read once: its steps with their predicates parsed, then run from any context node.
+struct TVxDOMPath {
+  VxXMLString Text;
+  TVxXPathCollationClass Collation = nullptr;
+  bool LocalName = false;
+  bool HasDescendant = false;
+  std::vector<TVxDOMPathStep> Steps;
+
+  /// Reads a path; raises the path messages (EVxDomSyntax) for a malformed one.
+  static std::unique_ptr<TVxDOMPath> Compile(std::u16string_view APath, TVxXPathCollationClass ACollation,
+                                             bool ALocalName);
+  /// Appends the nodes the path selects from AContext (each once).
+  void Select(TVxDOMNode* AContext, std::vector<TVxDOMNode*>& AOut) const;
+  /// As Select, creating the missing elements of plain name steps (class ANodeClass); when a
+  /// missing step cannot be created, nothing is created and false is answered.
+  bool SelectCreating(TVxDOMNode* AContext, std::vector<TVxDOMNode*>& AOut, const TVxDOMNodeClass& ANodeClass) const;
+
+ private:
+  // The nodes step AStep selects from one context (before its predicates), at most ALimit.
+  void Candidates(const TVxDOMPathStep& AStep, TVxDOMNode* AContext, std::vector<TVxDOMNode*>& AOut,
+                  size_t ALimit) const;
+  bool NameMatches(const TVxDOMPathStep& AStep, TVxDOMNode* ANode) const;
+  bool Matches(const TVxDOMPathStep& AStep, TVxDOMNode* ANode) const;
+  // Runs the steps; with AMissing, records (context, step) pairs where a step found nothing.
+  void Run(TVxDOMNode* AContext, std::vector<TVxDOMNode*>& AOut,
+           std::vector<std::pair<TVxDOMNode*, size_t>>* AMissing) const;
+  // Working lists of Run, kept between runs (a path is never run inside its own run).
+  mutable std::vector<TVxDOMNode*> FContexts, FNext, FCandidates;
+};
+
 class TVxDOMLoader {
  public:
   explicit TVxDOMLoader(TVxDOMDocument* ADocument);
