@@ -16,6 +16,7 @@
 #include "uVxUnicode.h"
 #include "uVxVariants.h"
 #include "uVxXMLDOM.h"
+#include "uVxXPath.h"
 #include "uVxXMLUtils.h"
 
 // The interfaces and class of the README's reference-counting example.

@@ -64,6 +64,12 @@ check "format of an empty input" 1 "" "is empty" -- bash -c "\"$VXTOOL\" format 
 check "tojson of an XML document" 0 '^    "_xmlns.cat": "urn:example:catalog",' "" -- "$VXTOOL" tojson "$SAMPLES/catalog.xml"
 check "tojson of JSON gives the same JSON value" 0 "^same$" "" -- bash -c "\"$VXTOOL\" tojson \"$SAMPLES/order.json\" | python3 -c 'import json,sys; print(\"same\" if json.load(sys.stdin) == json.load(open(sys.argv[1])) else \"different\")' \"$SAMPLES/order.json\""
 check "tojson from standard input" 0 '"a": \{\}' "" -- bash -c "printf '<a/>' | \"$VXTOOL\" tojson -"
+check "select prints each node's path and text" 0 '^/cat:catalog/cat:book/title "Gödel, Escher, Bach & more"$' "" -- "$VXTOOL" select "$SAMPLES/catalog.xml" 'cat:catalog/cat:book[@id = "b1"]/*'
+check "select with a // search from standard input" 0 '^/r/a/b "x"$' "" -- bash -c "printf '<r><a><b>x</b></a></r>' | \"$VXTOOL\" select - //b"
+check "select of nothing prints nothing, exit 0" 0 "" "" -- "$VXTOOL" select "$SAMPLES/catalog.xml" nothing
+check "select with a bad path: the message, exit 1" 1 "" "bad path: The specified nodePath started with an unexpected token \(/\)!" -- "$VXTOOL" select "$SAMPLES/catalog.xml" /cat:catalog
+check "select with a bad predicate" 1 "" 'contains an invalid compare operator \(=<\)' -- "$VXTOOL" select "$SAMPLES/catalog.xml" '*[@a =< 1]'
+check "select needs a path" 2 "" "select: missing argument" -- "$VXTOOL" select "$SAMPLES/catalog.xml"
 check "demo" 0 "encodings the library knows" "" -- "$VXTOOL" demo "$SAMPLES"
 
 if [ "$failures" != 0 ]; then

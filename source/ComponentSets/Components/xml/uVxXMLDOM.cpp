@@ -507,8 +507,6 @@ TVxDOMNodeList* TVxDOMNode::ChildNodes() {
   return x.ChildNodes;
 }
 
-TVxDOMNode* TVxDOMNode::NextSibling() { return FParent ? FNext : nullptr; }
-TVxDOMNode* TVxDOMNode::PreviousSibling() { return FParent ? FPrev : nullptr; }
 
 void TVxDOMNode::LinkChild(TVxDOMNode* ANode, TVxDOMNode* ARefNode, TVxDOMPosition APosition) {
   // The list rule: first / last; before / after a child (a reference that is no child: before

@@ -588,8 +588,8 @@ class TVxDOMNode : public TVxDOMObject {
   TVxDOMNode* FirstChild() const noexcept { return FFirst; }
   TVxDOMNode* LastChild() const noexcept { return FLast; }
   /// The next / previous node in the parent's child list, or nullptr.
-  TVxDOMNode* NextSibling();
-  TVxDOMNode* PreviousSibling();
+  TVxDOMNode* NextSibling() const noexcept { return FParent ? FNext : nullptr; }
+  TVxDOMNode* PreviousSibling() const noexcept { return FParent ? FPrev : nullptr; }
   /// Creates a node of the class and inserts it.
   virtual TVxDOMNode* AddChild(const TVxDOMNodeClass& ANodeClass, TVxDOMNode* ARefNode = nullptr,
                                TVxDOMPosition APosition = rdpLast);
