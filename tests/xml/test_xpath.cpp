@@ -415,6 +415,37 @@ TEST(XPathComparison, CollationsByURIAndAsDefault) {
   EXPECT_EQ(TVxXPathCollationCodepoint::ClassRef()->Compare(u"a", u"B"), 1);
 }
 
+namespace {
+// An application's collation: texts are equal when their digits are.
+class TDigitsOnly : public TVxXPathCollation {
+ public:
+  static VxString Digits(std::u16string_view S) {
+    VxString d;
+    for (char16_t c : S)
+      if (c >= u'0' && c <= u'9') d.push_back(c);
+    return d;
+  }
+  int Compare(std::u16string_view A, std::u16string_view B) const override {
+    const int c = Digits(A).compare(Digits(B));
+    return c < 0 ? -1 : c > 0 ? 1 : 0;
+  }
+  int Pos(std::u16string_view ASub, std::u16string_view AS) const override {
+    const size_t at = Digits(AS).find(Digits(ASub));
+    return at == VxString::npos ? 0 : static_cast<int>(at) + 1;
+  }
+  VxString ClassName() const override { return u"TDigitsOnly"; }
+};
+}  // namespace
+
+TEST(XPathComparison, ApplicationsRegisterCollations) {
+  static const TDigitsOnly digits;
+  RegisterXPathCollation(u"urn:example:digits", &digits);
+  TXDoc doc(u"<r><i n=\"1\">tel 555-12</i><i n=\"2\">55512</i><i n=\"3\">other</i></r>");
+  doc.D->SetCollationURI(u"urn:example:digits");
+  EXPECT_EQ(Picked(doc.Root(), u"*[. = \"(555) 12\"]"), "1,2");
+  EXPECT_EQ(EvalText(u"compare(\"a1\", \"b1\", \"urn:example:digits\")", doc.Root()), "0");
+}
+
 // ---------------------------------------------------------------------------------------------
 // Functions
 // ---------------------------------------------------------------------------------------------
