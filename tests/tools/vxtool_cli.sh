@@ -70,6 +70,12 @@ check "select of nothing prints nothing, exit 0" 0 "" "" -- "$VXTOOL" select "$S
 check "select with a bad path: the message, exit 1" 1 "" "bad path: The specified nodePath started with an unexpected token \(/\)!" -- "$VXTOOL" select "$SAMPLES/catalog.xml" /cat:catalog
 check "select with a bad predicate" 1 "" 'contains an invalid compare operator \(=<\)' -- "$VXTOOL" select "$SAMPLES/catalog.xml" '*[@a =< 1]'
 check "select needs a path" 2 "" "select: missing argument" -- "$VXTOOL" select "$SAMPLES/catalog.xml"
+check "json writes the JSON model formatted" 0 '^  "id": 1042, "customer": \{ ' "" -- "$VXTOOL" json "$SAMPLES/order.json"
+check "json --compact" 0 '^\{"id": 1042, "customer": \{"name": "Zoë", "vip": true\}' "" -- "$VXTOOL" json --compact "$SAMPLES/order.json"
+check "json accepts the line break at the end of a file" 0 '^\[1, 2\]$' "" -- bash -c "printf '[1, 2]\n' | \"$VXTOOL\" json --compact -"
+check "json --form reads form-url-encoded input" 0 '"a": \{"b": "1", "c": "é"\}, "l": \["x"\]' "" -- bash -c "printf 'a[b]=1&a[c]=%%C3%%A9&l[]=x' | \"$VXTOOL\" json --compact --form -"
+check "json of a malformed document: the message, exit 1" 1 "" '"e" expected, but "\}" found!' -- bash -c "printf '[1, {\"a\": tru}]' | \"$VXTOOL\" json -"
+check "an option another command does not take is refused" 2 "" "unknown option '--compact'" -- "$VXTOOL" --compact events "$SAMPLES/order.json"
 check "demo" 0 "encodings the library knows" "" -- "$VXTOOL" demo "$SAMPLES"
 
 if [ "$failures" != 0 ]; then

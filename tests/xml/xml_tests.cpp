@@ -1,6 +1,7 @@
 // Loading the XML library registers its DOM vendor and installs the document hooks.
 #include <gtest/gtest.h>
 
+#include "uVxJSON.h"
 #include "uVxXML.h"
 #include "uVxXMLDOM.h"
 
@@ -19,10 +20,10 @@ TEST(XMLLibrary, LoadingRegistersTheVendorAndTheHooks) {
   EXPECT_EQ(VxVarToStr(hooks.XMLValue(doc.Get(), u"r/b/@k")), u"v");
   EXPECT_TRUE(hooks.XMLValue(doc.Get(), u"r/c").IsNull());
   EXPECT_THROW(hooks.XMLFromText(u"<a/><b/>"), EVxXMLParseError);
-  try {
-    hooks.JSONFromText(u"{}");
-    FAIL();
-  } catch (const EVxException& e) {
-    EXPECT_EQ(e.Message(), u"The JSON document model is not available in this library build!");
-  }
+  // JSON: a document from text.
+  TVxIntf<IVxInterface> json = hooks.JSONFromText(u"{\"a\":[1,2]}");
+  TVxIntf<IVxJSONDocument> jsonDoc = VxSupports<IVxJSONDocument>(json);
+  ASSERT_TRUE(jsonDoc);
+  EXPECT_EQ(jsonDoc->GetRootValueIntf()->GetAsJSON(), u"{\"a\": [1, 2]}");
+  EXPECT_THROW(hooks.JSONFromText(u"{\"a\":"), EVxJSONParseError);
 }

@@ -9,10 +9,12 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "uVxEncoding.h"
+#include "uVxJSON.h"
 #include "uVxSAX.h"
 #include "uVxStreams.h"
 #include "uVxTextParser.h"
@@ -35,6 +37,9 @@ constexpr char cUsage[] =
     "  format FILE [ENCODING]  load an XML (or JSON) document and write it indented, in the\n"
     "                          document's encoding or ENCODING (UTF-16 gets a byte-order mark)\n"
     "  tojson FILE             load an XML (or JSON) document and write its JSON form, indented\n"
+    "  json [--compact] [--form] FILE\n"
+    "                          load a JSON document (form-url-encoded with --form) into the JSON\n"
+    "                          model and write it formatted, or compact with --compact\n"
     "  select FILE PATH        print the path and text of each node PATH selects from the\n"
     "                          document node (\"catalog/book[@id = \\\"b1\\\"]\", \"//title\")\n"
     "\n"
@@ -310,6 +315,23 @@ int CmdToJSON(const std::string& AFileName) {
   return 0;
 }
 
+int CmdJSON(const std::string& AFileName, bool ACompact, bool AForm) {
+  TLoadedInput in;
+  LoadInput(AFileName, in);
+  auto doc = VxMake<TVxJSONDocument>();
+  doc->SetAllowTrailingWhiteSpace(true);  // files end with a line break
+  try {
+    doc->TVxJSONBase::LoadFromStream(in.Bytes, AForm ? cVxCodePageUTF8 : VxGetCodePage(in.Bytes), AForm);
+  } catch (const EVxJSONParseError& e) {
+    throw TInputError{Escaped(e.Message(), false)};
+  }
+  TVxMemoryStream out;
+  doc->SaveToStream(out, !ACompact, cVxCodePageUTF8, false);
+  out.WriteBuffer("\n", 1);
+  WriteOut(out);
+  return 0;
+}
+
 int CmdSelect(const std::string& AFileName, const std::string& APath) {
   TVxIntf<IVxDOMDocument> doc = LoadDocument(AFileName);
   TVxIntf<TVxDOMNodeList> nodes;
@@ -332,18 +354,21 @@ int CmdSelect(const std::string& AFileName, const std::string& APath) {
 struct TCommand {
   const char* Name;
   size_t MinArgs, MaxArgs;
-  std::function<int(const std::vector<std::string>&)> Run;
+  std::vector<std::string> Flags;  // the options the command takes
+  std::function<int(const std::vector<std::string>&, const std::set<std::string>&)> Run;
 };
 
 const std::vector<TCommand>& Commands() {
   static const std::vector<TCommand> commands = {
-      {"demo", 0, 1, [](const auto& A) { return CmdDemo(A.empty() ? "samples" : A[0]); }},
-      {"read", 1, 2, [](const auto& A) { return CmdRead(A[0], A.size() > 1 ? A[1] : ""); }},
-      {"encodings", 0, 0, [](const auto&) { return CmdEncodings(); }},
-      {"events", 1, 1, [](const auto& A) { return CmdEvents(A[0]); }},
-      {"format", 1, 2, [](const auto& A) { return CmdFormat(A[0], A.size() > 1 ? A[1] : ""); }},
-      {"tojson", 1, 1, [](const auto& A) { return CmdToJSON(A[0]); }},
-      {"select", 2, 2, [](const auto& A) { return CmdSelect(A[0], A[1]); }},
+      {"demo", 0, 1, {}, [](const auto& A, const auto&) { return CmdDemo(A.empty() ? "samples" : A[0]); }},
+      {"read", 1, 2, {}, [](const auto& A, const auto&) { return CmdRead(A[0], A.size() > 1 ? A[1] : ""); }},
+      {"encodings", 0, 0, {}, [](const auto&, const auto&) { return CmdEncodings(); }},
+      {"events", 1, 1, {}, [](const auto& A, const auto&) { return CmdEvents(A[0]); }},
+      {"format", 1, 2, {}, [](const auto& A, const auto&) { return CmdFormat(A[0], A.size() > 1 ? A[1] : ""); }},
+      {"tojson", 1, 1, {}, [](const auto& A, const auto&) { return CmdToJSON(A[0]); }},
+      {"json", 1, 1, {"--compact", "--form"},
+       [](const auto& A, const auto& F) { return CmdJSON(A[0], F.count("--compact") > 0, F.count("--form") > 0); }},
+      {"select", 2, 2, {}, [](const auto& A, const auto&) { return CmdSelect(A[0], A[1]); }},
   };
   return commands;
 }
@@ -351,6 +376,7 @@ const std::vector<TCommand>& Commands() {
 int Run(const std::vector<std::string>& AArgs) {
   if (AArgs.empty()) throw TUsageError{"no command given"};
   std::vector<std::string> rest;
+  std::set<std::string> flags;
   bool options = true;
   for (const std::string& a : AArgs) {
     if (options && a == "--") {
@@ -362,18 +388,24 @@ int Run(const std::vector<std::string>& AArgs) {
       std::printf("vxtool %s\n", VxUTF16ToUTF8(VxXMLLibraryVersion()).c_str());
       return 0;
     } else if (options && a.size() > 1 && a[0] == '-') {
-      throw TUsageError{"unknown option '" + a + "'"};
+      flags.insert(a);
     } else {
       rest.push_back(a);
     }
   }
-  if (rest.empty()) throw TUsageError{"no command given"};
+  if (rest.empty()) {
+    if (!flags.empty()) throw TUsageError{"unknown option '" + *flags.begin() + "'"};
+    throw TUsageError{"no command given"};
+  }
   for (const TCommand& c : Commands()) {
     if (rest[0] != c.Name) continue;
+    for (const std::string& f : flags)
+      if (std::find(c.Flags.begin(), c.Flags.end(), f) == c.Flags.end())
+        throw TUsageError{"unknown option '" + f + "'" + (c.Flags.empty() ? "" : std::string(" for ") + c.Name)};
     std::vector<std::string> args(rest.begin() + 1, rest.end());
     if (args.size() < c.MinArgs) throw TUsageError{std::string(c.Name) + ": missing argument"};
     if (args.size() > c.MaxArgs) throw TUsageError{std::string(c.Name) + ": unexpected argument '" + args[c.MaxArgs] + "'"};
-    return c.Run(args);
+    return c.Run(args, flags);
   }
   throw TUsageError{"unknown command '" + rest[0] + "'"};
 }

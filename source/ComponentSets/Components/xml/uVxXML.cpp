@@ -3,6 +3,7 @@
 // is unloaded. Nothing else runs at load.
 #include "uVxXML.h"
 
+#include "uVxJSON.h"
 #include "uVxXMLDOM.h"
 
 namespace vx {
@@ -37,7 +38,9 @@ struct TLoadRegistration {
     if (!VxFindDOMVendor(cVxXMLVendorName)) VxRegisterDOMVendor(&Vendor);
     VxSetDocumentHooks({[](const VxString& AText) -> TVxIntf<IVxInterface> { return VxCreateDOM(AText); },
                         [](IVxInterface* ADocument, const VxString& APath) -> TVxVariant { return XMLValue(ADocument, APath); },
-                        [](const VxString&) -> TVxIntf<IVxInterface> { NoModel(u"JSON"); },
+                        [](const VxString& AText) -> TVxIntf<IVxInterface> {
+                          return VxMake<TVxJSONDocument>(VxJSONString(AText))->As<IVxJSONDocument>();
+                        },
                         [](IVxInterface*, const VxString&) -> TVxVariant { NoModel(u"JSON"); }});
   }
   ~TLoadRegistration() {

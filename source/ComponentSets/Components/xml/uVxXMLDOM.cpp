@@ -120,6 +120,11 @@ void VxDOMSplitName(std::u16string_view AName, std::u16string_view& APrefix, std
 
 TVxDOMName* TVxDOMDocument::InternQName(std::u16string_view AQName) { return FStore->Intern(AQName); }
 
+TVxDOMStore::~TVxDOMStore() {
+  for (auto& [qname, name] : FNames) delete name;
+  for (TVxDOMName* name : FOddNames) delete name;
+}
+
 TVxDOMName* TVxDOMStore::Intern(std::u16string_view AQName) {
   auto it = FNames.find(AQName);
   if (it != FNames.end()) return it->second;
@@ -153,131 +158,6 @@ TVxDOMName* TVxDOMStore::Intern(std::u16string_view APrefix, std::u16string_view
 // The node store
 // ---------------------------------------------------------------------------------------------
 
-namespace {
-// Every allocation starts with one word: the store's address, with the low bit set for a node
-// too large for the blocks (then it has its own heap allocation), or nullptr for a plain heap
-// allocation without store.
-constexpr std::size_t cPrefix = sizeof(void*);
-constexpr uintptr_t cLargeTag = 1;
-}  // namespace
-
-TVxDOMStore::~TVxDOMStore() {
-  ReleaseBlocks();
-  for (auto& [qname, name] : FNames) delete name;
-  for (TVxDOMName* name : FOddNames) delete name;
-}
-
-void* TVxDOMStore::Allocate(TVxDOMStore* AStore, std::size_t ASize) {
-  const std::size_t total = (ASize + cPrefix + cGranule - 1) / cGranule * cGranule;
-  uintptr_t tag = 0;
-  void* raw;
-  if (AStore && total <= cMaxSmall) {
-    raw = AStore->AllocateSmall(total);
-    tag = reinterpret_cast<uintptr_t>(AStore);
-  } else {
-    raw = std::malloc(total);
-    if (!raw) throw std::bad_alloc();
-    if (AStore) tag = reinterpret_cast<uintptr_t>(AStore) | cLargeTag;
-  }
-  if (AStore) ++AStore->FLive;
-  std::memcpy(raw, &tag, sizeof tag);
-  return static_cast<char*>(raw) + cPrefix;
-}
-
-void TVxDOMStore::Deallocate(void* APtr, std::size_t ASize) noexcept {
-  if (!APtr) return;
-  void* raw = static_cast<char*>(APtr) - cPrefix;
-  uintptr_t tag;
-  std::memcpy(&tag, raw, sizeof tag);
-  auto* store = reinterpret_cast<TVxDOMStore*>(tag & ~cLargeTag);
-  if (!store || (tag & cLargeTag)) {
-    std::free(raw);
-  } else if (ASize) {
-    store->DeallocateSmall(raw, (ASize + cPrefix + cGranule - 1) / cGranule * cGranule);
-  }
-  // (a size of 0 comes from a constructor that raised: the chunk is left to the store's release)
-  if (!store) return;
-  if (--store->FLive == 0) {
-    delete store;
-  } else if (store->FLive == 1 && !store->FDocumentGone) {
-    store->Emptied();
-  }
-}
-
-void TVxDOMStore::Emptied() noexcept {
-  // Only the document is left: the space goes back to the heap, or is kept for a load.
-  if (!FKeepSpace) {
-    ReleaseBlocks();
-    return;
-  }
-  while (FBlocks) {
-    TBlock* next = FBlocks->Next;
-    FBlocks->Next = FSpare;
-    FSpare = FBlocks;
-    FBlocks = next;
-  }
-  FCursor = FEnd = nullptr;
-  std::fill(std::begin(FFree), std::end(FFree), nullptr);
-}
-
-void* TVxDOMStore::AllocateSmall(std::size_t ASize) {
-  void*& head = FFree[ASize / cGranule];
-  if (head) {
-    void* chunk = head;
-    std::memcpy(&head, chunk, sizeof head);
-    return chunk;
-  }
-  if (static_cast<std::size_t>(FEnd - FCursor) < ASize) {
-    // The rest of the current block becomes a free chunk of its size, then a new block comes.
-    if (const auto rest = static_cast<std::size_t>(FEnd - FCursor); rest >= cPrefix + cGranule) DeallocateSmall(FCursor, rest);
-    TBlock* block = FSpare;
-    if (block) {
-      FSpare = block->Next;
-    } else {
-      block = static_cast<TBlock*>(std::malloc(FNextBlock));
-      if (!block) throw std::bad_alloc();
-      block->Size = FNextBlock;
-      FNextBlock = std::min(FNextBlock * 2, cMaxBlock);
-    }
-    block->Next = FBlocks;
-    FBlocks = block;
-    FCursor = reinterpret_cast<char*>(block) + sizeof(TBlock);
-    FEnd = reinterpret_cast<char*>(block) + block->Size;
-  }
-  void* chunk = FCursor;
-  FCursor += ASize;
-  return chunk;
-}
-
-void TVxDOMStore::DeallocateSmall(void* ARaw, std::size_t ASize) noexcept {
-  void*& head = FFree[ASize / cGranule];
-  std::memcpy(ARaw, &head, sizeof head);
-  head = ARaw;
-}
-
-void TVxDOMStore::FreeList(TBlock* ABlocks) noexcept {
-  while (ABlocks) {
-    TBlock* next = ABlocks->Next;
-    std::free(ABlocks);
-    ABlocks = next;
-  }
-}
-
-void TVxDOMStore::ReleaseBlocks() noexcept {
-  FreeList(std::exchange(FBlocks, nullptr));
-  ReleaseSpare();
-  FCursor = FEnd = nullptr;
-  std::fill(std::begin(FFree), std::end(FFree), nullptr);
-  FNextBlock = cFirstBlock;
-}
-
-void TVxDOMStore::ReleaseSpare() noexcept { FreeList(std::exchange(FSpare, nullptr)); }
-
-void TVxDOMStore::ReleaseDocument() noexcept {
-  FDocumentGone = true;
-  if (--FLive == 0) delete this;
-}
-
 void* TVxDOMNode::operator new(std::size_t ASize, TVxDOMNode* ANear) {
   TVxDOMStore* store = nullptr;
   if (ANear) store = ANear->FNodeType == ntDocument ? static_cast<TVxDOMDocument*>(ANear)->FStore : TVxDOMStore::Of(ANear);
@@ -291,11 +171,6 @@ void TVxDOMNode::operator delete(TVxDOMNode* ANode, std::destroying_delete_t, st
   TVxDOMStore::Deallocate(ANode, ASize);
 }
 
-TVxDOMStore* TVxDOMStore::Of(const void* APtr) noexcept {
-  uintptr_t tag;
-  std::memcpy(&tag, static_cast<const char*>(APtr) - cPrefix, sizeof tag);
-  return reinterpret_cast<TVxDOMStore*>(tag & ~cLargeTag);
-}
 
 void TVxDOMValue::Assign(const void* AOwner, std::u16string_view AText) {
   if (AText.empty()) {

@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "uVxXMLDOM.h"
+#include "uVxNodeStore.h"
 #include "uVxTextWriter.h"
 #include "uVxXPath.h"
 
@@ -16,59 +17,21 @@ namespace vx {
 // The node store of a document
 // ---------------------------------------------------------------------------------------------
 
-/// The memory of one document's nodes: carved from growing blocks, and given back to free lists
-/// by size, so loading a tree costs no allocator call per node and reloading reuses the space.
-/// Every allocation carries the store's address just before the node, so a node finds its store
-/// after it moved to another document or outlived its own. The store lives while its document
-/// or any node from it lives. When only the document is left, the blocks are released, except
-/// while a load clears the document: then they are kept for the new tree (no fresh pages to
-/// touch), and the ones the new tree did not need are released when the load ends.
-class TVxDOMStore {
+/// The DOM's node store: the library's node store plus the names of its nodes, interned per
+/// store (a name lives as long as its store, and every node that uses it is in the store).
+class TVxDOMStore : public TVxNodeStore {
  public:
-  TVxDOMStore() = default;
-  TVxDOMStore(const TVxDOMStore&) = delete;
-  TVxDOMStore& operator=(const TVxDOMStore&) = delete;
-  /// Memory for a node of ASize bytes (nullptr store: the plain heap).
-  static void* Allocate(TVxDOMStore* AStore, std::size_t ASize);
-  /// Gives back what Allocate returned.
-  static void Deallocate(void* APtr, std::size_t ASize) noexcept;
   /// The store of a node (or value) allocated by Allocate; nullptr for the plain heap.
-  static TVxDOMStore* Of(const void* APtr) noexcept;
+  static TVxDOMStore* Of(const void* APtr) noexcept { return static_cast<TVxDOMStore*>(TVxNodeStore::Of(APtr)); }
   /// The name of the store for a qualified name (one per name, freed with the store).
   TVxDOMName* Intern(std::u16string_view AQName);
   /// The same for a prefix and a local name (a local name may hold a colon).
   TVxDOMName* Intern(std::u16string_view APrefix, std::u16string_view ALocalName);
-  /// The document lets go of its store.
-  void ReleaseDocument() noexcept;
-  /// While on, emptying the store keeps its blocks for reuse.
-  void SetKeepSpace(bool AValue) noexcept { FKeepSpace = AValue; }
-  /// Releases the kept blocks that were not used again.
-  void ReleaseSpare() noexcept;
+
+ protected:
+  ~TVxDOMStore() override;
 
  private:
-  static constexpr std::size_t cGranule = 8;
-  static constexpr std::size_t cMaxSmall = 512;  // larger nodes come from the plain heap
-  static constexpr std::size_t cFirstBlock = 2048, cMaxBlock = 64 * 1024;
-  struct TBlock {
-    TBlock* Next;
-    std::size_t Size;
-  };
-  void* AllocateSmall(std::size_t ASize);
-  void DeallocateSmall(void* ARaw, std::size_t ASize) noexcept;
-  void Emptied() noexcept;
-  void ReleaseBlocks() noexcept;
-  static void FreeList(TBlock* ABlocks) noexcept;
-  ~TVxDOMStore();
-
-  void* FFree[cMaxSmall / cGranule + 1] = {};  // free chunks by size in granules
-  char* FCursor = nullptr;
-  char* FEnd = nullptr;
-  TBlock* FBlocks = nullptr;  // in use, the newest first
-  TBlock* FSpare = nullptr;   // kept for reuse
-  std::size_t FNextBlock = cFirstBlock;
-  std::size_t FLive = 1;  // allocations alive, plus one while the document holds the store
-  bool FDocumentGone = false;
-  bool FKeepSpace = false;
   std::unordered_map<std::u16string_view, TVxDOMName*> FNames;  // keyed by the qualified name
   std::vector<TVxDOMName*> FOddNames;  // names whose local part holds a colon
 };
