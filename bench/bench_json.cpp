@@ -6,7 +6,8 @@
 // Documents: generated ~10 MB of numbers, of records with mixed members, and of long strings
 // with escapes and non-ASCII text, and iso-codes' iso_639-3.json. Every benchmark times its
 // repetitions after a warm-up run. A last benchmark passes the event reader over a 1 GB
-// generated JSON stream and reports the peak resident memory.
+// generated JSON stream and reports the peak resident memory. JSON paths over the records
+// document run beside nlohmann-json (a JSON Pointer, or a hand-written loop).
 //
 //   build/release/bench/bench_json
 #include <benchmark/benchmark.h>
@@ -265,6 +266,87 @@ void BM_VxReader1GBStream(benchmark::State& AState) {
   AState.SetBytesProcessed(AState.iterations() * size);
 }
 
+// JSON paths over the records document, loaded once: this library's paths (compiled on every
+// call, as TVxJSONBase::CreateNodeList does) beside nlohmann-json, through a JSON Pointer where
+// one expresses the query and through a hand-written loop where none does.
+const std::string& RecordsBytes() {
+  for (const TDocument& d : Documents())
+    if (d.Name == "records-10MB") return d.Bytes;
+  static const std::string none;
+  return none;
+}
+
+TVxJSONDocument* VxRecords() {
+  static TVxIntf<TVxJSONDocument> doc = [] {
+    auto d = VxMake<TVxJSONDocument>();
+    d->SetAllowTrailingWhiteSpace(true);
+    TVxMemoryStream in(RecordsBytes().data(), static_cast<int64_t>(RecordsBytes().size()));
+    d->TVxJSONBase::LoadFromStream(in, cVxCodePageUTF8, false);
+    return d;
+  }();
+  return doc.Get();
+}
+
+const nlohmann::json& NlohmannRecords() {
+  static const nlohmann::json doc = nlohmann::json::parse(RecordsBytes());
+  return doc;
+}
+
+void BM_PathVx(benchmark::State& AState, const char16_t* APath) {
+  TVxJSONDocument* doc = VxRecords();
+  size_t found = TVxJSONPath(APath).Evaluate(doc).size();  // warm-up
+  for (auto _ : AState) found = TVxJSONPath(APath).Evaluate(doc).size();
+  AState.counters["selected"] = static_cast<double>(found);
+}
+
+void CollectKey(const nlohmann::json& AValue, const std::string& AKey, std::vector<const nlohmann::json*>& AOut) {
+  if (AValue.is_object()) {
+    for (auto it = AValue.begin(); it != AValue.end(); ++it) {
+      if (it.key() == AKey) AOut.push_back(&it.value());
+      CollectKey(it.value(), AKey, AOut);
+    }
+  } else if (AValue.is_array()) {
+    for (const auto& v : AValue) CollectKey(v, AKey, AOut);
+  }
+}
+
+void BM_PathNlohmannPointer(benchmark::State& AState) {
+  const nlohmann::json& doc = NlohmannRecords();
+  std::string last;
+  for (auto _ : AState) last = doc.at(nlohmann::json::json_pointer("/30000/owner/last")).get<std::string>();
+  AState.counters["selected"] = last.empty() ? 0 : 1;
+}
+
+void BM_PathNlohmannDescendants(benchmark::State& AState) {
+  const nlohmann::json& doc = NlohmannRecords();
+  std::vector<const nlohmann::json*> found;
+  for (auto _ : AState) {
+    found.clear();
+    CollectKey(doc, "last", found);
+  }
+  AState.counters["selected"] = static_cast<double>(found.size());
+}
+
+void BM_PathNlohmannFilter(benchmark::State& AState) {
+  const nlohmann::json& doc = NlohmannRecords();
+  std::vector<const nlohmann::json*> found;
+  for (auto _ : AState) {
+    found.clear();
+    for (const auto& r : doc) {
+      auto price = r.find("price");
+      if (price != r.end() && price->is_number() && price->get<double>() > 990) found.push_back(&r["id"]);
+    }
+  }
+  AState.counters["selected"] = static_cast<double>(found.size());
+}
+
+void BM_PathCompile(benchmark::State& AState) {
+  for (auto _ : AState) {
+    TVxJSONPath path(u"$..book[?(@.price < 10 && (@.category == 'fiction' || !@.isbn))]['title','author']");
+    benchmark::DoNotOptimize(path.IsSimple());
+  }
+}
+
 class TRatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& AReports) override {
@@ -276,6 +358,7 @@ class TRatioReporter : public benchmark::ConsoleReporter {
       const size_t a = name.find('/'), b = name.find('/', a + 1);
       if (b == std::string::npos) continue;
       const std::string kind = name.substr(0, a), lib = name.substr(a + 1, b - a - 1), doc = name.substr(b + 1);
+      if (kind != "BM_Load" && kind != "BM_Write") continue;
       TResult& res = Results()[doc][lib];
       (kind == "BM_Load" ? res.LoadMBs : res.WriteMBs) = it->second.value / 1e6;
     }
@@ -314,6 +397,14 @@ int main(int argc, char** argv) {
       benchmark::RegisterBenchmark(("BM_Load/" + lib + "/" + doc.Name).c_str(), BM_Load, &doc, lib)->Unit(benchmark::kMillisecond);
       benchmark::RegisterBenchmark(("BM_Write/" + lib + "/" + doc.Name).c_str(), BM_Write, &doc, lib)->Unit(benchmark::kMillisecond);
     }
+  auto ms = benchmark::kMillisecond, us = benchmark::kMicrosecond;
+  benchmark::RegisterBenchmark("BM_PathSingle/Vx/$[30000].owner.last", BM_PathVx, u"$[30000].owner.last")->Unit(us);
+  benchmark::RegisterBenchmark("BM_PathSingle/nlohmann-pointer//30000/owner/last", BM_PathNlohmannPointer)->Unit(us);
+  benchmark::RegisterBenchmark("BM_PathDescendants/Vx/$..last", BM_PathVx, u"$..last")->Unit(ms);
+  benchmark::RegisterBenchmark("BM_PathDescendants/nlohmann-loop/last", BM_PathNlohmannDescendants)->Unit(ms);
+  benchmark::RegisterBenchmark("BM_PathFilter/Vx/$[?(@.price > 990)].id", BM_PathVx, u"$[?(@.price > 990)].id")->Unit(ms);
+  benchmark::RegisterBenchmark("BM_PathFilter/nlohmann-loop/price>990", BM_PathNlohmannFilter)->Unit(ms);
+  benchmark::RegisterBenchmark("BM_PathCompile/Vx", BM_PathCompile)->Unit(us);
   benchmark::Initialize(&argc, argv);
   TRatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -75,6 +75,11 @@ check "json --compact" 0 '^\{"id": 1042, "customer": \{"name": "Zoë", "vip": tr
 check "json accepts the line break at the end of a file" 0 '^\[1, 2\]$' "" -- bash -c "printf '[1, 2]\n' | \"$VXTOOL\" json --compact -"
 check "json --form reads form-url-encoded input" 0 '"a": \{"b": "1", "c": "é"\}, "l": \["x"\]' "" -- bash -c "printf 'a[b]=1&a[c]=%%C3%%A9&l[]=x' | \"$VXTOOL\" json --compact --form -"
 check "json of a malformed document: the message, exit 1" 1 "" '"e" expected, but "\}" found!' -- bash -c "printf '[1, {\"a\": tru}]' | \"$VXTOOL\" json -"
+check "jsonpath prints each selected value, compact, one per line" 0 '^"A-1"$' "" -- bash -c "\"$VXTOOL\" jsonpath \"$SAMPLES/order.json\" '\$..sku'"
+check "jsonpath with a filter" 0 '^\{"sku": "A-1", "qty": 2\}$' "" -- "$VXTOOL" jsonpath "$SAMPLES/order.json" '$.items[?(@.qty > 1)]'
+check "jsonpath from standard input" 0 '^2$' "" -- bash -c "printf '{\"a\": [1, 2]}\n' | \"$VXTOOL\" jsonpath - '\$.a[-1]'"
+check "jsonpath that selects nothing prints nothing, exit 0" 0 "" "" -- bash -c "test -z \"\$(\"$VXTOOL\" jsonpath \"$SAMPLES/order.json\" '\$.none')\""
+check "jsonpath with a bad path: the message with its position, exit 1" 1 "" 'Position 10: "\]" expected, but the end found' -- "$VXTOOL" jsonpath "$SAMPLES/order.json" '$.items[0'
 check "an option another command does not take is refused" 2 "" "unknown option '--compact'" -- "$VXTOOL" --compact events "$SAMPLES/order.json"
 check "demo" 0 "encodings the library knows" "" -- "$VXTOOL" demo "$SAMPLES"
 

@@ -26,4 +26,11 @@ TEST(XMLLibrary, LoadingRegistersTheVendorAndTheHooks) {
   ASSERT_TRUE(jsonDoc);
   EXPECT_EQ(jsonDoc->GetRootValueIntf()->GetAsJSON(), u"{\"a\": [1, 2]}");
   EXPECT_THROW(hooks.JSONFromText(u"{\"a\":"), EVxJSONParseError);
+  // JSON: the value the first node a JSON path selects.
+  EXPECT_EQ(VxVarToStr(hooks.JSONValue(json.Get(), u"$.a[1]")), u"2");
+  EXPECT_EQ(VxVarToStr(hooks.JSONValue(json.Get(), u"$.a")), u"[1, 2]");
+  EXPECT_EQ(VxVarToStr(hooks.JSONValue(json.Get(), u"$.a[*]")), u"1");
+  EXPECT_TRUE(hooks.JSONValue(json.Get(), u"$.b").IsNull());
+  EXPECT_THROW(hooks.JSONValue(json.Get(), u"$.a["), EVxJSONPathError);
+  EXPECT_THROW(hooks.JSONValue(doc.Get(), u"$.a"), EVxException);   // an XML document is no JSON one
 }

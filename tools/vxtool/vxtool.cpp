@@ -42,6 +42,8 @@ constexpr char cUsage[] =
     "                          model and write it formatted, or compact with --compact\n"
     "  select FILE PATH        print the path and text of each node PATH selects from the\n"
     "                          document node (\"catalog/book[@id = \\\"b1\\\"]\", \"//title\")\n"
+    "  jsonpath FILE PATH      print each value a JSON path selects, as compact JSON, one per\n"
+    "                          line (\"$.items[0].sku\", \"$..qty\", \"$.items[?(@.qty > 1)]\")\n"
     "\n"
     "FILE may be - for standard input. Options: -h, --help (this text), --version.\n"
     "Exit codes: 0 success, 1 the input failed (malformed document, missing file), 2 usage error.\n";
@@ -315,7 +317,8 @@ int CmdToJSON(const std::string& AFileName) {
   return 0;
 }
 
-int CmdJSON(const std::string& AFileName, bool ACompact, bool AForm) {
+// A JSON document (form-url-encoded with AForm) from a file or standard input.
+TVxIntf<TVxJSONDocument> LoadJSON(const std::string& AFileName, bool AForm) {
   TLoadedInput in;
   LoadInput(AFileName, in);
   auto doc = VxMake<TVxJSONDocument>();
@@ -325,10 +328,27 @@ int CmdJSON(const std::string& AFileName, bool ACompact, bool AForm) {
   } catch (const EVxJSONParseError& e) {
     throw TInputError{Escaped(e.Message(), false)};
   }
+  return doc;
+}
+
+int CmdJSON(const std::string& AFileName, bool ACompact, bool AForm) {
+  TVxIntf<TVxJSONDocument> doc = LoadJSON(AFileName, AForm);
   TVxMemoryStream out;
   doc->SaveToStream(out, !ACompact, cVxCodePageUTF8, false);
   out.WriteBuffer("\n", 1);
   WriteOut(out);
+  return 0;
+}
+
+int CmdJSONPath(const std::string& AFileName, const std::string& APath) {
+  TVxIntf<TVxJSONDocument> doc = LoadJSON(AFileName, false);
+  std::vector<TVxJSONBase*> nodes;
+  try {
+    nodes = TVxJSONPath(VxUTF8ToUTF16(APath)).Evaluate(doc.Get());
+  } catch (const EVxJSONException& e) {
+    throw TInputError{"bad path: " + Escaped(e.Message(), false)};
+  }
+  for (TVxJSONBase* n : nodes) std::printf("%s\n", VxUTF16ToUTF8(n->GetAsJSON()).c_str());
   return 0;
 }
 
@@ -369,6 +389,7 @@ const std::vector<TCommand>& Commands() {
       {"json", 1, 1, {"--compact", "--form"},
        [](const auto& A, const auto& F) { return CmdJSON(A[0], F.count("--compact") > 0, F.count("--form") > 0); }},
       {"select", 2, 2, {}, [](const auto& A, const auto&) { return CmdSelect(A[0], A[1]); }},
+      {"jsonpath", 2, 2, {}, [](const auto& A, const auto&) { return CmdJSONPath(A[0], A[1]); }},
   };
   return commands;
 }

@@ -136,6 +136,13 @@ class TVxJSONBase : public TVxObject {
   /// FindMember, then jsoCreate adds the member, jsoRaise raises cVxJSONNoMember (jsoCreate wins).
   virtual TVxJSONMember* GetMember(const VxJSONString& AName, TVxJDOCSelectOptions AOptions = {});
   TVxJSONMember* Member(const VxJSONString& AName, TVxJDOCSelectOptions AOptions = {}) { return GetMember(AName, AOptions); }
+  /// The one node a JSON path selects from this node (see TVxJSONPath): nullptr when none
+  /// (jsoRaise: cVxJSONPathNoNodes; jsoCreate: creates it along a path of names and indices);
+  /// cVxJSONPathMoreNodes when the path selects several.
+  TVxJSONBase* SelectSingleNode(const VxJSONString& APath, TVxJDOCSelectOptions AOptions = {});
+  /// Every node a JSON path selects from this node, in document order and each once, as a
+  /// free-standing array of references (the nodes stay in their tree).
+  TVxIntf<TVxJSONArray> CreateNodeList(const VxJSONString& APath, TVxJDOCSelectOptions AOptions = {});
   virtual bool GetAsBoolean();
   virtual double GetAsDouble();
   virtual int32_t GetAsInteger();
@@ -217,6 +224,10 @@ class TVxJSONImplements : public TVxImplements<TBase, I> {
   TVxIntf<IVxJSONMember> GetMemberIntf(const VxJSONString& AName, TVxJDOCSelectOptions AOptions) override {
     return Intf<IVxJSONMember>(this->GetMember(AName, AOptions));
   }
+  TVxIntf<IVxJSONBase> SelectIntf(const VxJSONString& APath, TVxJDOCSelectOptions AOptions) override {
+    return Intf<IVxJSONBase>(this->SelectSingleNode(APath, AOptions));
+  }
+  TVxIntf<IVxJSONArray> CreateNodeListIntf(const VxJSONString& APath, TVxJDOCSelectOptions AOptions) override;
   bool GetAsBoolean() override { return TBase::GetAsBoolean(); }
   double GetAsDouble() override { return TBase::GetAsDouble(); }
   int32_t GetAsInteger() override { return TBase::GetAsInteger(); }
@@ -443,6 +454,56 @@ class TVxJSONDocument : public TVxJSONImplements<TVxJSONBase, IVxJSONDocument> {
 
  private:
   TVxJSONBase* RootOrRaise();
+};
+
+/// GetMember with a path (a text TVxJSONPath::LooksLikePath accepts): the member whose value the
+/// path selects from ANode (jsoCreate creates it); nullptr, or with jsoRaise cVxJSONNoMember,
+/// when the path selects an array element or nothing.
+TVxJSONMember* VxJSONMemberByPath(TVxJSONBase* ANode, const VxJSONString& APath, TVxJDOCSelectOptions AOptions);
+
+template <class TBase, class I>
+TVxIntf<IVxJSONArray> TVxJSONImplements<TBase, I>::CreateNodeListIntf(const VxJSONString& APath, TVxJDOCSelectOptions AOptions) {
+  TVxIntf<TVxJSONArray> list = this->CreateNodeList(APath, AOptions);
+  return list->template As<IVxJSONArray>();
+}
+
+// ---------------------------------------------------------------------------------------------
+// JSON paths
+// ---------------------------------------------------------------------------------------------
+
+/// A compiled JSON path. "$" is the top of the context node's tree (a document's root value),
+/// "@" (or nothing) the context node; ".name", "['name']", "[n]" (negative: from the end),
+/// "[a,'b',2]", "[start:end:step]", "*", "[*]", ".." (descendants) and filters "[?(...)]" with
+/// == != < <= > >=, &&, ||, ! and parentheses over relative paths and literals follow.
+/// Selections yield value nodes (a member's value, an array's element; a member without value
+/// stands for itself). docs/architecture.md has the grammar. Compile once, evaluate often: a
+/// path holds no node and may be used from several threads at once.
+class TVxJSONPath {
+ public:
+  /// Compiles a path; EVxJSONPathError cVxJSONPathInvalid (with the position),
+  /// cVxJSONPathScript or cVxJSONPathFilterInvalid when it cannot.
+  explicit TVxJSONPath(std::u16string_view APath);
+  TVxJSONPath(TVxJSONPath&&) noexcept;
+  TVxJSONPath& operator=(TVxJSONPath&&) noexcept;
+  ~TVxJSONPath();
+  /// The path text.
+  const VxJSONString& Text() const noexcept;
+  /// Whether the path is only names and indices (what jsoCreate can create).
+  bool IsSimple() const noexcept;
+  /// Every selected node, in document order, each once.
+  std::vector<TVxJSONBase*> Evaluate(TVxJSONBase* AContext, bool ACaseInsensitive = false) const;
+  /// TVxJSONBase::SelectSingleNode with this path.
+  TVxJSONBase* SelectSingleNode(TVxJSONBase* AContext, TVxJDOCSelectOptions AOptions = {}) const;
+  /// TVxJSONBase::CreateNodeList with this path.
+  TVxIntf<TVxJSONArray> CreateNodeList(TVxJSONBase* AContext, TVxJDOCSelectOptions AOptions = {}) const;
+  /// Whether a text is taken as a path by GetMember: it starts with "$." "$[" "@." or "@[".
+  static bool LooksLikePath(std::u16string_view AText) noexcept;
+
+  struct TImpl;
+
+ private:
+  TVxJSONBase* Create(TVxJSONBase* AContext, bool ACaseInsensitive) const;
+  std::unique_ptr<TImpl> FImpl;
 };
 
 // ---------------------------------------------------------------------------------------------

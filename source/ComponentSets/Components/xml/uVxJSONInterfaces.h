@@ -31,6 +31,24 @@ class EVxJSONParseError : public EVxJSONException {
   using EVxJSONException::EVxJSONException;
 };
 
+/// A JSON path that cannot be compiled or evaluated, and the selections it refuses.
+class EVxJSONPathError : public EVxJSONException {
+ public:
+  using EVxJSONException::EVxJSONException;
+};
+
+/// Messages of path selection.
+inline constexpr char16_t cVxJSONPathNoNodes[] = u"The specified path returned no nodes!";
+inline constexpr char16_t cVxJSONPathMoreNodes[] = u"The specified path returned more than 1 node!";
+inline constexpr char16_t cVxJSONPathInvalid[] = u"The specified path is not a valid JSON path.";
+inline constexpr char16_t cVxJSONPathScript[] = u"Script expressions are not yet supported!";
+inline constexpr char16_t cVxJSONPathFilterInvalid[] = u"The specified script expression is too complex or not valid!";
+/// The second line of cVxJSONPathInvalid and cVxJSONPathFilterInvalid: the 1-based position in
+/// the path and what was wrong there.
+inline constexpr char16_t cVxJSONPathPosition[] = u"%s\r\nPosition %d: %s";
+/// jsoCreate along a path it cannot create; the second %s says why.
+inline constexpr char16_t cVxJSONPathCannotCreate[] = u"The path \"%s\" cannot be created with jsoCreate: %s";
+
 inline constexpr char16_t cVxJSONNotWellFormed[] = u"The document is not wellformed!\r\n\"%s\" expected, but \"%s\" found!";
 inline constexpr char16_t cVxJSONNoContentHandler[] = u"No contenthandler has been assigned!";
 inline constexpr char16_t cVxJSONNoErrorHandler[] = u"No errorhandler has been assigned!";
@@ -76,8 +94,14 @@ class IVxJSONBase : public IVxInterface {
   /// The first member of that name, or empty.
   virtual TVxIntf<IVxJSONMember> FindMemberIntf(const VxJSONString& AName, bool ACaseInsensitive = false) = 0;
   virtual bool HasMember(const VxJSONString& AName, bool ACaseInsensitive = false) = 0;
-  /// The member of that name under the options (jsoCreate, jsoRaise, jsoCaseInsensitive).
+  /// The member of that name under the options (jsoCreate, jsoRaise, jsoCaseInsensitive); a
+  /// text that starts with "$." "$[" "@." or "@[" and names no member is a JSON path: the member
+  /// whose value it selects.
   virtual TVxIntf<IVxJSONMember> GetMemberIntf(const VxJSONString& AName, TVxJDOCSelectOptions AOptions) = 0;
+  /// The one node a JSON path selects from this node, or empty (TVxJSONBase::SelectSingleNode).
+  virtual TVxIntf<IVxJSONBase> SelectIntf(const VxJSONString& APath, TVxJDOCSelectOptions AOptions) = 0;
+  /// Every node a JSON path selects, in document order (TVxJSONBase::CreateNodeList).
+  virtual TVxIntf<IVxJSONArray> CreateNodeListIntf(const VxJSONString& APath, TVxJDOCSelectOptions AOptions) = 0;
   virtual bool GetAsBoolean() = 0;
   virtual double GetAsDouble() = 0;
   virtual int32_t GetAsInteger() = 0;

@@ -366,6 +366,7 @@ TVxJSONMember* TVxJSONObject::FindMember(const VxJSONString& AName, bool ACaseIn
 
 TVxJSONMember* TVxJSONObject::GetMember(const VxJSONString& AName, TVxJDOCSelectOptions AOptions) {
   if (TVxJSONMember* m = FindMember(AName, AOptions.Contains(jsoCaseInsensitive))) return m;
+  if (TVxJSONPath::LooksLikePath(AName)) return VxJSONMemberByPath(this, AName, AOptions);
   if (AOptions.Contains(jsoCreate)) return AddMember(AName);
   if (AOptions.Contains(jsoRaise)) throw EVxJSONException(VxFormat(cVxJSONNoMember, AName));
   return nullptr;
@@ -525,6 +526,7 @@ TVxJSONMember* TVxJSONDocument::FindMember(const VxJSONString& AName, bool ACase
 }
 
 TVxJSONMember* TVxJSONDocument::GetMember(const VxJSONString& AName, TVxJDOCSelectOptions AOptions) {
+  if (!GetRootValue() && TVxJSONPath::LooksLikePath(AName)) return VxJSONMemberByPath(this, AName, AOptions);
   return RootOrRaise()->GetMember(AName, AOptions);
 }
 

@@ -17,11 +17,6 @@ class TVxXMLVendor : public TVxDOMVendor {
   VxString Description() const override { return cVxXMLVendorName; }
 };
 
-// The hooks answer with a clear failure until the document models are part of the library.
-[[noreturn]] void NoModel(const char16_t* AKind) {
-  throw EVxException(VxFormat(cVxXMLNoDocumentModel, AKind));
-}
-
 // The text of the first node a path selects in an XML document (or any of its nodes); null
 // when the path selects nothing.
 TVxVariant XMLValue(IVxInterface* ADocument, const VxString& APath) {
@@ -30,6 +25,20 @@ TVxVariant XMLValue(IVxInterface* ADocument, const VxString& APath) {
   TVxIntf<IVxDOMNode> found = node->SelectSingleNode(APath, {});
   if (!found) return TVxVariant::Null();
   return TVxVariant(found->GetText());
+}
+
+// The value of the first node a JSON path selects in a JSON document (or any of its nodes): a
+// simple value as its variant, an object or array as its JSON text; null when the path selects
+// nothing.
+TVxVariant JSONValue(IVxInterface* ADocument, const VxString& APath) {
+  TVxIntf<IVxJSONBase> node = VxSupports<IVxJSONBase>(ADocument);
+  if (!node) throw EVxException(VxFormat(cVxXMLNotADocument, u"JSON"));
+  const std::vector<TVxJSONBase*> found = TVxJSONPath(APath).Evaluate(node->JSONBase());
+  if (found.empty()) return TVxVariant::Null();
+  TVxJSONBase* first = found.front();
+  const TVxJSONDataType type = first->GetJSONType();
+  if (type == jdtObject || type == jdtArray) return TVxVariant(first->GetAsJSON());
+  return first->GetAsVariant();
 }
 
 struct TLoadRegistration {
@@ -41,7 +50,7 @@ struct TLoadRegistration {
                         [](const VxString& AText) -> TVxIntf<IVxInterface> {
                           return VxMake<TVxJSONDocument>(VxJSONString(AText))->As<IVxJSONDocument>();
                         },
-                        [](IVxInterface*, const VxString&) -> TVxVariant { NoModel(u"JSON"); }});
+                        [](IVxInterface* ADocument, const VxString& APath) -> TVxVariant { return JSONValue(ADocument, APath); }});
   }
   ~TLoadRegistration() {
     VxUnRegisterDOMVendor(&Vendor);

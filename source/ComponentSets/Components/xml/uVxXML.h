@@ -13,8 +13,6 @@ VxString VxXMLLibraryVersion();
 /// The name under which the library registers its DOM vendor.
 inline constexpr char16_t cVxXMLVendorName[] = u"Vx XML";
 
-/// Message of the document hooks while the library has no document model to build.
-inline constexpr char16_t cVxXMLNoDocumentModel[] = u"The %s document model is not available in this library build!";
 /// Message of the XML value hook when it is not given a document or node.
 inline constexpr char16_t cVxXMLNotADocument[] = u"The value hook needs an %s document or one of its nodes!";
 
