@@ -304,25 +304,18 @@ class TCompiler {
     return true;
   }
 
-  int ParseOr() {
-    int left = ParseAnd();
-    while (Take(u"||")) {
-      TExpr e;
-      e.Kind = ekOr;
-      e.Left = left;
-      e.Right = ParseAnd();
-      left = Add(std::move(e));
-    }
-    return left;
-  }
+  // A chain of operands joined by one operator, folded to the left; "||" chains "&&" chains.
+  int ParseOr() { return ParseChain(u"||", ekOr); }
+  int ParseAnd() { return ParseChain(u"&&", ekAnd); }
 
-  int ParseAnd() {
-    int left = ParseUnary();
-    while (Take(u"&&")) {
+  int ParseChain(std::u16string_view AOperator, TExprKind AKind) {
+    auto operand = [&] { return AKind == ekOr ? ParseAnd() : ParseUnary(); };
+    int left = operand();
+    while (Take(AOperator)) {
       TExpr e;
-      e.Kind = ekAnd;
+      e.Kind = AKind;
       e.Left = left;
-      e.Right = ParseUnary();
+      e.Right = operand();
       left = Add(std::move(e));
     }
     return left;

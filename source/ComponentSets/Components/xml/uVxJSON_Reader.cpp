@@ -4,6 +4,7 @@
 #include <map>
 
 #include "uVxJSON.h"
+#include "uVxJSONWalk.h"
 
 namespace vx {
 
@@ -101,91 +102,42 @@ void TVxJSONReader::InternalParse() {
 }
 
 void TVxJSONReader::ParseContainer() {
-  // Objects and arrays with an explicit stack of the open ones: nesting costs heap, not stack.
-  static constexpr TVxAnsiCharSet memberStart{'}', '"'};
-  static constexpr TVxAnsiCharSet memberEnd{'}', ','};
-  static constexpr TVxAnsiCharSet itemEnd{']', ','};
-  TVxJSONTextParser* p = FParser.get();
-  std::vector<bool> stack;  // true: an object
-  bool afterValue = false;  // false: at the start of a member or element; true: after its value
-  auto open = [&](uint32_t AChar) {
-    p->SetLineMark();
-    if (AChar == u'{') {
-      p->CheckCurrChar(u'{', true);
-      FContentHandler->StartObject();
-      stack.push_back(true);
-    } else {
-      p->CheckCurrChar(u'[', true);
-      FContentHandler->StartArray();
-      stack.push_back(false);
-      // An array's first step: over the "[" (each element starts with a step).
+  // The shared container walk, reporting each step to the content handler.
+  struct TSink {
+    struct TFrame {
+      bool IsObject;
+    };
+    TVxJSONReader& R;
+    TVxJSONTextParser* p;
+    void Step() {}
+    void MemberName() {
+      p->SetLineMark();
+      p->ReadString(R.FText);
+      R.FContentHandler->StartMember(R.FText);
+      p->NextChar();
     }
-    afterValue = false;
-  };
-  open(p->CurrUnit());
-  while (!stack.empty()) {
-    const bool isObject = stack.back();
-    bool closes = false;
-    if (isObject) {
-      if (afterValue) {
-        FContentHandler->EndMember();
-        p->SkipWhile(skUntilInSet, memberEnd);
-        closes = p->Eof() || p->CurrUnit() == u'}';
-        afterValue = false;
+    void EndMember() { R.FContentHandler->EndMember(); }
+    TFrame Open(uint32_t AChar, const TFrame&) { return OpenRoot(AChar); }
+    TFrame OpenRoot(uint32_t AChar) {
+      p->SetLineMark();
+      p->CheckCurrChar(static_cast<char16_t>(AChar), true);
+      if (AChar == u'{') {
+        R.FContentHandler->StartObject();
+        return {true};
       }
-      if (!closes) {
-        p->SkipWhile(skUntilInSet, memberStart);
-        closes = p->Eof() || p->CurrUnit() == u'}';
-      }
-      if (!closes) {
-        p->SetLineMark();
-        p->ReadString(FText);
-        FContentHandler->StartMember(FText);
-        p->NextChar();
-        p->SkipWhile(skUntilEqual, u':');
-        p->NextChar();
-        p->SkipWhile(skWhileAtOrBelow, u' ');
-        const uint32_t c = p->Eof() ? 0 : p->CurrUnit();
-        if (c == u'{' || c == u'[') {
-          open(c);
-        } else {
-          ParseSimpleValue();
-          afterValue = true;
-        }
-        continue;
-      }
-    } else {
-      if (afterValue) {
-        p->SkipWhile(skUntilInSet, itemEnd);
-        closes = p->Eof() || p->CurrUnit() == u']';
-        afterValue = false;
-      }
-      if (!closes) {
-        p->NextChar();
-        p->SkipWhile(skWhileAtOrBelow, u' ');
-        closes = p->Eof() || p->CurrUnit() == u']';
-      }
-      if (!closes) {
-        const uint32_t c = p->CurrUnit();
-        if (c == u'{' || c == u'[') {
-          open(c);
-        } else {
-          ParseSimpleValue();
-          afterValue = true;
-        }
-        continue;
-      }
+      R.FContentHandler->StartArray();
+      return {false};
     }
-    // The container closes.
-    stack.pop_back();
-    if (isObject)
-      FContentHandler->EndObject();
-    else
-      FContentHandler->EndArray();
-    p->NextChar();
-    // The container was a member's value or an element: what follows is after a value.
-    afterValue = !stack.empty();
-  }
+    void Scalar(const TFrame&) { R.ParseSimpleValue(); }
+    bool Close(const TFrame& AFrame, bool) {
+      if (AFrame.IsObject)
+        R.FContentHandler->EndObject();
+      else
+        R.FContentHandler->EndArray();
+      return true;
+    }
+  } sink{*this, FParser.get()};
+  VxWalkJSONContainers(FParser.get(), sink, sink.OpenRoot(FParser->CurrUnit()));
 }
 
 void TVxJSONReader::ParseSimpleValue() {

@@ -1,6 +1,7 @@
 // uVxSAX: attribute and namespace lists, the reader base, the XML reader, the JSON-to-SAX reader
 // and the parser component.
 #include "uVxSAX.h"
+#include "uVxJSONWalk.h"
 
 #include <algorithm>
 #include <cstring>
@@ -1169,91 +1170,47 @@ void TVxSAXJSONReader::InternalParse() {
 }
 
 void TVxSAXJSONReader::ReadContainer(bool AObject, const VxXMLString& ARootName) {
-  // An explicit stack of open containers, so nesting depth costs heap, not stack.
-  static constexpr TVxAnsiCharSet memberStart{'}', '"'};
-  static constexpr TVxAnsiCharSet memberEnd{'}', ','};
-  static constexpr TVxAnsiCharSet itemEnd{']', ','};
-  struct TFrame {
-    bool IsObject;
-    VxXMLString BaseName;  // name of members' items (arrays) / unused for objects
-    VxXMLString EndName;   // element to end when the container closes
-  };
-  TVxJSONTextParserEx* p = Cursor();
-  std::vector<TFrame> stack;
-  stack.push_back({AObject, ARootName, VxXMLString()});
-  bool afterValue = false;  // false: at the start of a member or item; true: after its value
-  VxXMLString raw;
-  auto open = [&](uint32_t AChar, const VxXMLString& AName, bool AArrayItem) {
-    if (AChar == u'{') {
-      FContentHandler->StartElement(cEmpty, AName, AName, FEmptyAttributes);
-      stack.push_back({true, AName, AName});
-    } else {
-      VxXMLString array = AName + u"Array";
-      FContentHandler->StartElement(cEmpty, AArrayItem ? array : AName + u"Arr", array, FEmptyAttributes);
-      stack.push_back({false, AName, array});
+  // The shared container walk: members become elements named after them, array elements
+  // elements named after the array.
+  struct TSink {
+    struct TFrame {
+      bool IsObject;
+      VxXMLString BaseName;  // name of the elements of an array
+      VxXMLString EndName;   // element to end when the container closes
+    };
+    TVxSAXJSONReader& R;
+    TVxJSONTextParserEx* p;
+    VxXMLString Raw, Name;  // the member being read
+    void Step() { R.StoreLineCol(); }
+    void MemberName() {
+      p->ReadString(Raw);
+      Name = VxJSONNameToXMLName(VxJSONUnescape(Raw));
     }
-    afterValue = false;
-  };
-  while (!stack.empty()) {
-    TFrame& f = stack.back();
-    StoreLineCol();
-    bool closes = false;
-    if (f.IsObject) {
-      if (afterValue) {
-        p->SkipWhile(skUntilInSet, memberEnd);
-        closes = p->Eof() || p->CurrUnit() == u'}';
-        afterValue = false;
+    void EndMember() {}
+    TFrame Open(uint32_t AChar, const TFrame& AParent) {
+      const VxXMLString& name = AParent.IsObject ? Name : AParent.BaseName;
+      if (AChar == u'{') {
+        R.FContentHandler->StartElement(cEmpty, name, name, R.FEmptyAttributes);
+        return {true, name, name};
       }
-      if (!closes) {
-        p->SkipWhile(skUntilInSet, memberStart);
-        closes = p->Eof() || p->CurrUnit() == u'}';
-      }
-      if (!closes) {
-        p->ReadString(raw);
-        VxXMLString name = VxJSONNameToXMLName(VxJSONUnescape(raw));
-        p->SkipWhile(skUntilEqual, u':');
-        p->NextChar();
-        p->SkipWhile(skWhileAtOrBelow, u' ');
-        uint32_t c = p->Eof() ? 0 : p->CurrUnit();
-        if (c == u'{' || c == u'[') {
-          open(c, name, false);
-        } else {
-          SendScalar(name, false);
-          afterValue = true;
-        }
-        continue;
-      }
-    } else {
-      if (afterValue) {
-        p->SkipWhile(skUntilInSet, itemEnd);
-        closes = p->Eof() || p->CurrUnit() == u']';
-        afterValue = false;
-      }
-      if (!closes) {
-        p->NextChar();
-        p->SkipWhile(skWhileAtOrBelow, u' ');
-        closes = p->Eof() || p->CurrUnit() == u']';
-      }
-      if (!closes) {
-        uint32_t c = p->CurrUnit();
-        VxXMLString base = f.BaseName;
-        if (c == u'{' || c == u'[') {
-          open(c, base, true);
-        } else {
-          SendScalar(base, true);
-          afterValue = true;
-        }
-        continue;
-      }
+      VxXMLString array = name + u"Array";
+      R.FContentHandler->StartElement(cEmpty, AParent.IsObject ? name + u"Arr" : array, array, R.FEmptyAttributes);
+      return {false, name, array};
     }
-    // The container closes; the root leaves the cursor on its bracket for the caller.
-    VxXMLString endName = std::move(f.EndName);
-    stack.pop_back();
-    if (stack.empty()) break;
-    FContentHandler->EndElement(cEmpty, endName, endName);
-    p->NextChar();
-    afterValue = true;
-  }
+    void Scalar(const TFrame& AParent) {
+      if (AParent.IsObject)
+        R.SendScalar(Name, false);
+      else
+        R.SendScalar(VxXMLString(AParent.BaseName), true);
+    }
+    // The root leaves the cursor on its bracket for the caller.
+    bool Close(const TFrame& AFrame, bool ARoot) {
+      if (ARoot) return false;
+      R.FContentHandler->EndElement(cEmpty, AFrame.EndName, AFrame.EndName);
+      return true;
+    }
+  } sink{*this, Cursor(), {}, {}};
+  VxWalkJSONContainers(Cursor(), sink, TSink::TFrame{AObject, ARootName, VxXMLString()});
 }
 
 TVxSAXJSONReader::TValueKind TVxSAXJSONReader::ParseSimpleValue(VxXMLString& AText) {
