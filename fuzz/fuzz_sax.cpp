@@ -1,63 +1,35 @@
-// libFuzzer target: any bytes, in every code page the readers choose between, must give events
-// or a library exception; never a crash, a hang or a leak.
+// libFuzzer target: the XML reader through the SAX interfaces, in each code page the readers
+// choose between. From a buffer and through a stream that trickles the bytes into a tiny read
+// window, every input must give the same events (or the same failure), and a failure must be
+// one of the library's exceptions.
 //
-//   cmake -S . -B build/fuzz -DCMAKE_CXX_COMPILER=clang++ -DVX_BUILD_FUZZ=ON -DVX_BUILD_TESTS=OFF
-//   cmake --build build/fuzz --target fuzz_sax && build/fuzz/fuzz/fuzz_sax -max_total_time=60
-#include <cstddef>
-#include <cstdint>
+//   cmake --preset fuzz && cmake --build --preset fuzz && build/fuzz/fuzz/fuzz_sax -max_total_time=60
+#include "fuzz_util.h"
 
-#include "uVxSAX.h"
-
-namespace {
-class TSink : public vx::TVxImplements<vx::TVxObject, vx::IVxSAXContentHandler, vx::IVxSAXErrorHandler,
-                                       vx::IVxSAXLexicalHandler> {
- public:
-  size_t Sum = 0;
-  void SetDocumentLocator(vx::IVxSAXLocator*) override {}
-  void Characters(const vx::VxXMLString& T) override { Sum += T.size(); }
-  void EndDocument() override {}
-  void EndElement(const vx::VxXMLString&, const vx::VxXMLString& L, const vx::VxXMLString&) override { Sum += L.size(); }
-  void EndPrefixMapping(const vx::VxXMLString&) override {}
-  void IgnorableWhitespace(const vx::VxXMLString&) override {}
-  void ProcessingInstruction(const vx::VxXMLString&, const vx::VxXMLString&) override {}
-  void SkippedEntity(const vx::VxXMLString&) override {}
-  void StartDocument() override {}
-  void StartElement(const vx::VxXMLString&, const vx::VxXMLString& L, const vx::VxXMLString&,
-                    vx::IVxSAXAttributes* A) override {
-    Sum += L.size();
-    for (int k = 0; k < A->Count(); ++k) Sum += A->GetValue(k).size();
-  }
-  void StartPrefixMapping(const vx::VxXMLString&, const vx::VxXMLString&) override {}
-  void Warning(vx::IVxSAXLocator*, const vx::VxXMLString&) override {}
-  void Error(vx::IVxSAXLocator*, const vx::VxXMLString&) override {}
-  void FatalError(vx::IVxSAXLocator* L, const vx::VxXMLString&) override { Sum += static_cast<size_t>(L->GetLineNr()); }
-  void Comment(const vx::VxXMLString&) override {}
-  void StartCDATA() override {}
-  void StartDTD() override {}
-  void StartEntity(const vx::VxXMLString&) override {}
-  void EndCDATA() override {}
-  void EndDTD() override {}
-  void EndEntity(const vx::VxXMLString&) override {}
-};
-}  // namespace
+using namespace vx;
+using namespace vx::fuzz;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
-  static vx::TVxIntf<TSink> sink(new TSink);
-  for (uint16_t cp : {uint16_t(0), vx::cVxCodePageUTF8, vx::cVxCodePageUTF16, uint16_t(932), uint16_t(50220)}) {
-    vx::TVxSAXParser parser;
-    parser.OnCharacters = [](vx::TVxSAXParser*, const vx::VxXMLString& T) { (void)T.size(); };
-    try {
-      parser.ParseBuffer(AData, static_cast<int64_t>(ASize), cp, u"fuzz");
-    } catch (const vx::Exception&) {
-    }
-    vx::TVxSAXXMLReader reader;
-    reader.SetContentHandler(vx::TVxIntf<vx::IVxSAXContentHandler>(sink.Get()));
-    reader.SetErrorHandler(vx::TVxIntf<vx::IVxSAXErrorHandler>(sink.Get()));
-    reader.SetLexicalHandler(vx::TVxIntf<vx::IVxSAXLexicalHandler>(sink.Get()));
-    try {
-      reader.ParseBuffer(AData, static_cast<int64_t>(ASize), cp, u"fuzz");
-    } catch (const vx::Exception&) {
-    }
-  }
+  const TInput in(AData, ASize);
+  static const uint16_t pages[] = {0, cVxCodePageUTF8, cVxCodePageUTF16, 932, 50220};
+  const uint16_t cp = pages[in.Flags % 5];
+  auto run = [&](bool AStream) {
+    auto rec = VxMake<TSAXRecorder>();
+    auto reader = VxMake<TVxSAXXMLReader>();
+    reader->SetContentHandler(TVxIntf<IVxSAXContentHandler>(rec.Get()));
+    reader->SetErrorHandler(TVxIntf<IVxSAXErrorHandler>(rec.Get()));
+    reader->SetLexicalHandler(TVxIntf<IVxSAXLexicalHandler>(rec.Get()));
+    const std::string outcome = Outcome([&] {
+      if (AStream) {
+        test::TWindowGuard window(in.Window);
+        test::TTrickleStream stream(in.Bytes, in.Step, (in.Flags & 1) != 0);
+        reader->ParseStream(stream, cp, u"fuzz");
+      } else {
+        reader->ParseBuffer(in.Bytes.data(), static_cast<int64_t>(in.Bytes.size()), cp, u"fuzz");
+      }
+    });
+    return rec->Log + outcome;
+  };
+  Same("XML events from a buffer and from a trickling stream", run(false), run(true));
   return 0;
 }

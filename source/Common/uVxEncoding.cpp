@@ -380,7 +380,12 @@ VxString VxCodePageName(uint16_t ACodePage) {
 uint16_t VxGetCodePage(TVxStream& AStream) {
   int64_t start = AStream.Position();
   uint8_t bom[3] = {0, 0, 0};
-  int64_t got = AStream.Read(bom, 3);
+  int64_t got = 0;  // a stream may hand out fewer bytes than asked for before its end
+  while (got < 3) {
+    const int64_t n = AStream.Read(bom + got, 3 - got);
+    if (n <= 0) break;
+    got += n;
+  }
   uint16_t cp = 0;
   int64_t length = 0;
   if (got >= 3 && bom[0] == 0xEF && bom[1] == 0xBB && bom[2] == 0xBF) {
@@ -395,6 +400,13 @@ uint16_t VxGetCodePage(TVxStream& AStream) {
   }
   AStream.Seek(start + length, soBeginning);
   return cp;
+}
+
+TVxStream& VxGetCodePage(TVxStream& AStream, uint16_t& ACodePage, std::unique_ptr<TVxReplayStream>& AReplay) {
+  VxPeekStream(AStream, 3, AReplay);
+  TVxStream& source = AReplay ? static_cast<TVxStream&>(*AReplay) : AStream;
+  ACodePage = VxGetCodePage(source);
+  return source;
 }
 
 }  // namespace vx

@@ -14,6 +14,7 @@
 namespace vx {
 
 class TVxStream;
+class TVxReplayStream;
 
 /// Code page numbers (as Windows numbers them) that the library treats specially.
 inline constexpr uint16_t cVxCodePageUTF16 = 1200;    ///< UTF-16 little-endian
@@ -127,5 +128,9 @@ const std::vector<TVxCodePageInfo>& VxCodePages();
 /// UTF-16 little-endian's, 1201 for UTF-16 big-endian's; the stream is left after the mark.
 /// Without a mark it answers 0 and leaves the stream where it was.
 uint16_t VxGetCodePage(TVxStream& AStream);
+
+/// VxGetCodePage for streams that may not seek back (a pipe): such a stream is read through
+/// AReplay from then on. Returns the stream to read on: AStream, or *AReplay.
+TVxStream& VxGetCodePage(TVxStream& AStream, uint16_t& ACodePage, std::unique_ptr<TVxReplayStream>& AReplay);
 
 }  // namespace vx

@@ -496,4 +496,58 @@ TVxStreamBuf::pos_type TVxStreamBuf::seekpos(pos_type APos, std::ios_base::openm
   return seekoff(off_type(APos), std::ios_base::beg, AWhich);
 }
 
+// ---------------------------------------------------------------------------------------------
+// TVxReplayStream
+
+int64_t TVxReplayStream::Read(void* ABuffer, int64_t ACount) {
+  if (ACount <= 0) return 0;
+  int64_t n = 0;
+  const auto head = static_cast<int64_t>(FHead.size());
+  if (FPos < head) {
+    n = std::min(ACount, head - FPos);
+    std::memcpy(ABuffer, FHead.data() + FPos, static_cast<size_t>(n));
+  }
+  if (n < ACount) n += FSource.Read(static_cast<uint8_t*>(ABuffer) + n, ACount - n);
+  FPos += n;
+  return n;
+}
+
+int64_t TVxReplayStream::Write(const void*, int64_t) { throw EWriteError(cVxWriteError); }
+
+int64_t TVxReplayStream::Seek(int64_t AOffset, TVxSeekOrigin AOrigin) {
+  const int64_t target = AOrigin == soBeginning ? AOffset : AOrigin == soCurrent ? FPos + AOffset : -1;
+  if (target == FPos) return FPos;
+  if (target < 0 || FPos > static_cast<int64_t>(FHead.size()) || target > static_cast<int64_t>(FHead.size()))
+    throw EStreamError(cVxSeekError);
+  FPos = target;
+  return FPos;
+}
+
+std::string VxPeekStream(TVxStream& AStream, size_t ACount, std::unique_ptr<TVxReplayStream>& AReplay) {
+  int64_t start = 0;
+  bool known = true;
+  try {
+    start = AStream.Position();
+  } catch (const EStreamError&) {
+    known = false;
+  }
+  std::string head(ACount, '\0');
+  size_t got = 0;
+  while (got < ACount) {
+    const int64_t n = AStream.Read(head.data() + got, static_cast<int64_t>(ACount - got));
+    if (n <= 0) break;
+    got += static_cast<size_t>(n);
+  }
+  head.resize(got);
+  if (known) {
+    try {
+      AStream.Seek(start, soBeginning);
+      return head;
+    } catch (const EStreamError&) {
+    }
+  }
+  AReplay = std::make_unique<TVxReplayStream>(AStream, head);
+  return head;
+}
+
 }  // namespace vx

@@ -246,4 +246,27 @@ class TVxStreamBuf : public std::streambuf {
   char FOut[8192];
 };
 
+/// A stream read with bytes already taken from a source put back in front: those bytes first,
+/// then the rest of the source. It lets a reader look at the start of a stream that cannot
+/// seek (a pipe) and still read it whole. While reading within the put-back bytes it can seek
+/// anywhere in them; past them only its position can be asked.
+class TVxReplayStream : public TVxStream {
+ public:
+  TVxReplayStream(TVxStream& ASource, std::string AHead) : FSource(ASource), FHead(std::move(AHead)) {}
+  int64_t Read(void* ABuffer, int64_t ACount) override;
+  /// Refused: the stream only reads.
+  int64_t Write(const void* ABuffer, int64_t ACount) override;
+  int64_t Seek(int64_t AOffset, TVxSeekOrigin AOrigin) override;
+
+ private:
+  TVxStream& FSource;
+  std::string FHead;
+  int64_t FPos = 0;
+};
+
+/// Reads up to ACount bytes from a stream's current position (fewer at its end) and puts them
+/// back: a stream that can seek goes back to where it was; for one that cannot, AReplay is set
+/// to a TVxReplayStream to read in its place.
+std::string VxPeekStream(TVxStream& AStream, size_t ACount, std::unique_ptr<TVxReplayStream>& AReplay);
+
 }  // namespace vx

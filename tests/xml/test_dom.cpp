@@ -959,3 +959,22 @@ TEST(DOMDeep, ANodeCannotBeAddedBelowItself) {
   EXPECT_THROW(a->AppendChild(a), EVxDomHierarchyRequest);
   EXPECT_EQ(doc.D->GetXML(), u"<r><a><b /></a></r>");
 }
+
+// A pipe cannot go back: the encoding is still detected from its start (byte-order mark or
+// declaration), and the whole document is read.
+TEST(DOMDocument, LoadsFromStreamsThatCannotSeek) {
+  const std::string latin1 = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><r a=\"\xe9\">" + std::string(9000, 'x') + "</r>";
+  const std::string utf16 = std::string("\xff\xfe<\0r\0/\0>\0", 10);
+  for (int64_t step : {1, 3, 4096}) {
+    TVxIntf<IVxDOMDocument> doc = VxCreateDOM();
+    test::TTrickleStream pipe(latin1, step, false);
+    doc->DOMDocument()->LoadFromStream(pipe);
+    EXPECT_EQ(doc->DOMDocument()->DocumentElement()->GetAttribute(u"a"), u"\u00e9") << step;
+    EXPECT_EQ(doc->DOMDocument()->DocumentElement()->GetText().size(), 9000u);
+    test::TTrickleStream pipe16(utf16, step, false);
+    doc->DOMDocument()->LoadFromStream(pipe16);
+    EXPECT_EQ(doc->DOMDocument()->DocumentElement()->GetQualifiedName(), u"r");
+    test::TTrickleStream empty("", step, false);
+    EXPECT_THROW(doc->DOMDocument()->LoadFromStream(empty), EVxXMLParseError);
+  }
+}

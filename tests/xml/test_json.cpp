@@ -612,3 +612,21 @@ TEST(JSONFormURL, TheComponentRaisesTheSameEvents) {
   parser.AllowTrailingWhiteSpace = true;
   EXPECT_NO_THROW(parser.Parse(u"[1] ", u""));
 }
+
+// A pipe cannot go back: the byte-order mark and the first byte are still read ahead and the
+// whole document reaches the tree.
+TEST(JSONModel, LoadsFromStreamsThatCannotSeek) {
+  const std::string text = "\xef\xbb\xbf{\"a\": [\"" + std::string(9000, 'x') + "\", \"\xc3\xa9\"]}";
+  for (int64_t step : {1, 2, 4096}) {
+    auto doc = Doc();
+    test::TTrickleStream pipe(text, step, false);
+    doc->TVxJSONBase::LoadFromStream(pipe);
+    EXPECT_EQ(doc->GetRootValue()->GetMember(u"a")->GetAsArray()->Item(1)->GetAsString(), u"\u00e9") << step;
+    test::TTrickleStream again(text.substr(3), step, false);
+    doc->TVxJSONBase::LoadFromStream(again, cVxCodePageUTF8, false);
+    EXPECT_EQ(doc->GetRootValue()->GetMember(u"a")->GetAsArray()->Item(0)->GetAsString().size(), 9000u);
+    test::TTrickleStream empty("", step, false);
+    doc->TVxJSONBase::LoadFromStream(empty);
+    EXPECT_EQ(doc->GetRootValue(), nullptr);
+  }
+}

@@ -239,60 +239,24 @@ void TVxJSONHandler::Up() {
   FCurrent = n;
 }
 
-void TVxJSONBase::LoadFromStream(TVxStream& AStream) { LoadFromStream(AStream, VxGetCodePage(AStream), false); }
-
-namespace {
-// A stream that cannot go back, with its first byte read ahead: that byte first, then the rest.
-class TPrefixedStream : public TVxStream {
- public:
-  TPrefixedStream(uint8_t AFirst, TVxStream& ARest) : FFirst(AFirst), FRest(ARest) {}
-  int64_t Read(void* ABuffer, int64_t ACount) override {
-    if (ACount <= 0) return 0;
-    int64_t n = 0;
-    if (!FFirstDone) {
-      *static_cast<uint8_t*>(ABuffer) = FFirst;
-      FFirstDone = true;
-      n = 1;
-    }
-    n += FRest.Read(static_cast<uint8_t*>(ABuffer) + n, ACount - n);
-    FPos += n;
-    return n;
-  }
-  int64_t Write(const void*, int64_t) override { return 0; }
-  int64_t Seek(int64_t AOffset, TVxSeekOrigin AOrigin) override {
-    if (AOrigin == soCurrent && AOffset == 0) return FPos;
-    if (AOrigin == soBeginning && AOffset == FPos) return FPos;
-    throw EStreamError(cVxSeekError);
-  }
-
- private:
-  uint8_t FFirst;
-  bool FFirstDone = false;
-  TVxStream& FRest;
-  int64_t FPos = 0;
-};
-}  // namespace
+void TVxJSONBase::LoadFromStream(TVxStream& AStream) {
+  // The byte-order mark is read from the start; a stream that cannot go back is read through
+  // a replay of those bytes.
+  std::unique_ptr<TVxReplayStream> replay;
+  uint16_t cp = 0;
+  TVxStream& source = VxGetCodePage(AStream, cp, replay);
+  LoadFromStream(source, cp, false);
+}
 
 void TVxJSONBase::LoadFromStream(TVxStream& AStream, uint16_t ACodePage, bool AFormURLEncoded) {
   // An empty stream empties the node. The byte read to see goes back (or, from a stream that
   // cannot go back, is handed to the reader first).
-  uint8_t probe;
-  int64_t start = 0;
-  try {
-    start = AStream.Position();
-  } catch (const EStreamError&) {
-  }
-  if (AStream.Read(&probe, 1) != 1) {
+  std::unique_ptr<TVxReplayStream> replay;
+  if (VxPeekStream(AStream, 1, replay).empty()) {
     DestroyObjects();
     return;
   }
-  std::unique_ptr<TPrefixedStream> prefixed;
-  try {
-    AStream.Seek(start, soBeginning);
-  } catch (const EStreamError&) {
-    prefixed = std::make_unique<TPrefixedStream>(probe, AStream);
-  }
-  TVxStream& source = prefixed ? static_cast<TVxStream&>(*prefixed) : AStream;
+  TVxStream& source = replay ? static_cast<TVxStream&>(*replay) : AStream;
   TVxIntf<TVxJSONReader> reader(AFormURLEncoded ? new TVxFormURLEncodedJSONReader : new TVxJSONReader);
   reader->SetAllowTrailingWhiteSpace(FAllowTrailingWhiteSpace);
   TVxIntf<TVxJSONHandler> handler(new TVxJSONHandler(this));

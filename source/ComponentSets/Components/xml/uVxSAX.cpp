@@ -1284,12 +1284,29 @@ void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxX
   bool readAny = false;
   for (;;) {
     unit[1] = 0;
-    if (AStream.Read(unit, unitSize) != unitSize) break;
+    // A stream may hand out fewer bytes than asked for before its end.
+    int64_t got = 0;
+    while (got < unitSize) {
+      const int64_t n = AStream.Read(unit + got, unitSize - got);
+      if (n <= 0) break;
+      got += n;
+    }
+    if (got != unitSize) break;
     readAny = true;
     value = bigEndian ? static_cast<uint32_t>(unit[0] << 8 | unit[1]) : static_cast<uint32_t>(unit[0] | (unit[1] << 8));
     if (value > 0x20) break;
   }
-  if (readAny) AStream.Seek(-unitSize, soCurrent);
+  // The first unit that is no blank goes back to the stream, or, when the stream cannot go
+  // back (a pipe), is read again through a replay.
+  std::unique_ptr<TVxReplayStream> replay;
+  if (readAny) {
+    try {
+      AStream.Seek(-unitSize, soCurrent);
+    } catch (const EStreamError&) {
+      replay = std::make_unique<TVxReplayStream>(AStream, std::string(reinterpret_cast<const char*>(unit), static_cast<size_t>(unitSize)));
+    }
+  }
+  TVxStream& source = replay ? static_cast<TVxStream&>(*replay) : AStream;
   std::unique_ptr<TVxSAXReader> reader;
   if (readAny && value == 0x3C)
     reader = std::make_unique<TVxSAXXMLReader>();
@@ -1298,7 +1315,7 @@ void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxX
   reader->SetErrorHandler(TVxIntf<IVxSAXErrorHandler>(this));
   reader->SetLexicalHandler(TVxIntf<IVxSAXLexicalHandler>(this));
   reader->SetContentHandler(TVxIntf<IVxSAXContentHandler>(this));
-  reader->ParseStream(AStream, ACodePage, APublicID);
+  reader->ParseStream(source, ACodePage, APublicID);
   reader.reset();
   Fire(OnFinished);
 }

@@ -239,6 +239,9 @@ class TLocatorSnapshot : public TVxImplements<TVxObject, IVxSAXLocator> {
 // The code page of a stream by its byte-order mark, else by the encoding its XML declaration
 // names (read from the head, up to the first ">"), else UTF-8. The stream is left where the
 // content starts (after a byte-order mark).
+// How far the XML declaration is looked for.
+constexpr size_t cDetectBytes = 4096;
+
 uint16_t DetectCodePage(TVxStream& AStream, bool& AFromBOM) {
   AFromBOM = false;
   if (uint16_t bom = VxGetCodePage(AStream)) {
@@ -248,8 +251,8 @@ uint16_t DetectCodePage(TVxStream& AStream, bool& AFromBOM) {
   const int64_t start = AStream.Position();
   std::string head;
   char buf[256];
-  while (head.size() < 4096 && head.find('>') == std::string::npos) {
-    const int64_t n = AStream.Read(buf, sizeof buf);
+  while (head.size() < cDetectBytes && head.find('>') == std::string::npos) {
+    const int64_t n = AStream.Read(buf, static_cast<int64_t>(std::min(sizeof buf, cDetectBytes - head.size())));
     if (n <= 0) break;
     head.append(buf, static_cast<size_t>(n));
   }
@@ -316,9 +319,14 @@ void TVxDOMDocument::RunLoad(const std::function<void(TVxSAXReader&)>& AParse, b
 void TVxDOMDocument::LoadFromStream(TVxStream& AStream) { LoadFromStream(AStream, 0); }
 
 void TVxDOMDocument::LoadFromStream(TVxStream& AStream, uint16_t ACodePage) {
+  // The encoding is detected from the start of the stream; a stream that cannot go back (a
+  // pipe) is read through a replay of those bytes.
+  std::unique_ptr<TVxReplayStream> replay;
+  if (!ACodePage) VxPeekStream(AStream, cDetectBytes + 4, replay);
+  TVxStream& source = replay ? static_cast<TVxStream&>(*replay) : AStream;
   bool fromBOM = false;
-  const uint16_t cp = ACodePage ? ACodePage : DetectCodePage(AStream, fromBOM);
-  RunLoad([&](TVxSAXReader& R) { R.ParseStream(AStream, cp, FDocumentURI); }, false);
+  const uint16_t cp = ACodePage ? ACodePage : DetectCodePage(source, fromBOM);
+  RunLoad([&](TVxSAXReader& R) { R.ParseStream(source, cp, FDocumentURI); }, false);
   if (fromBOM && !FindProcessingInstruction(u"xml")) FCodePage = cp, FEncoding = VxUTF16ToUTF8(VxCodePageName(cp));
 }
 
@@ -345,8 +353,9 @@ void TVxDOMDocument::LoadFromJSON(const VxJSONString& AText) {
 
 void TVxDOMDocument::LoadFromJSON(TVxStream& AStream, uint16_t ACodePage) {
   uint16_t cp = ACodePage;
-  if (cp == 0) cp = VxGetCodePage(AStream);
-  RunLoad([&](TVxSAXReader& R) { R.ParseStream(AStream, cp, FDocumentURI); }, true);
+  std::unique_ptr<TVxReplayStream> replay;
+  TVxStream& source = cp ? AStream : VxGetCodePage(AStream, cp, replay);
+  RunLoad([&](TVxSAXReader& R) { R.ParseStream(source, cp, FDocumentURI); }, true);
 }
 
 // The handler operations: a load through any reader builds the document.

@@ -824,10 +824,12 @@ void TVxDOMElement::SetInnerXML(const VxXMLString& AXML) {
 void TVxDOMElement::LoadFromStream(TVxStream& AStream) {
   TVxStringStream text(cVxCodePageUTF16);
   // The stream holds an XML fragment in UTF-8 (or with a byte-order mark).
-  const uint16_t cp = VxGetCodePage(AStream);
+  std::unique_ptr<TVxReplayStream> replay;
+  uint16_t cp = 0;
+  TVxStream& source = VxGetCodePage(AStream, cp, replay);
   std::string bytes;
   char buf[65536];
-  for (int64_t n; (n = AStream.Read(buf, sizeof buf)) > 0;) bytes.append(buf, static_cast<size_t>(n));
+  for (int64_t n; (n = source.Read(buf, sizeof buf)) > 0;) bytes.append(buf, static_cast<size_t>(n));
   SetInnerXML(TVxEncoding::GetEncoding(cp ? cp : cVxCodePageUTF8).ConvertA(bytes));
 }
 

@@ -97,8 +97,6 @@ class TVxXPathBuiltin : public TVxXPathFunction {
   TVxDOMNode* Context(const TVxDOMObjectList& AList, int AIndex) const { return AList.at(static_cast<size_t>(AIndex)); }
 };
 
-constexpr int cAny = std::numeric_limits<int>::max();
-
 // ---- nodes ----
 
 class TVxXPathFnText : public TVxXPathBuiltin {
