@@ -10,7 +10,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
   const uint16_t cp = (in.Flags & 2) ? cVxCodePageUTF16 : cVxCodePageUTF8;
   auto run = [&](bool AStream) {
     auto rec = VxMake<TSAXRecorder>();
-    auto reader = VxMake<TVxSAXJSONReader>();
+    TVxSAXJSONReader readerObject;  // its owner frees it
+    TVxSAXJSONReader* reader = &readerObject;
     reader->SetContentHandler(TVxIntf<IVxSAXContentHandler>(rec.Get()));
     reader->SetErrorHandler(TVxIntf<IVxSAXErrorHandler>(rec.Get()));
     const std::string outcome = Outcome([&] {

@@ -15,7 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
   const uint16_t cp = pages[in.Flags % 5];
   auto run = [&](bool AStream) {
     auto rec = VxMake<TSAXRecorder>();
-    auto reader = VxMake<TVxSAXXMLReader>();
+    TVxSAXXMLReader readerObject;  // its owner frees it
+    TVxSAXXMLReader* reader = &readerObject;
     reader->SetContentHandler(TVxIntf<IVxSAXContentHandler>(rec.Get()));
     reader->SetErrorHandler(TVxIntf<IVxSAXErrorHandler>(rec.Get()));
     reader->SetLexicalHandler(TVxIntf<IVxSAXLexicalHandler>(rec.Get()));

@@ -33,8 +33,28 @@ struct TInput {
   }
 };
 
+// Text with every byte outside printable ASCII (and the backslash) written as \xNN.
+inline std::string Visible(const std::string& AText) {
+  std::string out;
+  char hex[8];
+  for (char ch : AText) {
+    const auto c = static_cast<unsigned char>(ch);
+    if (c == '\n' || (c >= 0x20 && c < 0x7f && c != '\\')) {
+      out += static_cast<char>(c);
+    } else {
+      std::snprintf(hex, sizeof hex, "\\x%02x", c);
+      out += hex;
+    }
+  }
+  return out;
+}
+
 [[noreturn]] inline void Fail(const std::string& AWhat, const std::string& A, const std::string& B) {
-  std::fprintf(stderr, "invariant broken: %s\n--- first:\n%s\n--- second:\n%s\n", AWhat.c_str(), A.c_str(), B.c_str());
+  size_t at = 0;
+  while (at < A.size() && at < B.size() && A[at] == B[at]) ++at;
+  const size_t from = at > 200 ? at - 200 : 0;
+  std::fprintf(stderr, "invariant broken: %s (first difference at byte %zu)\n--- first:\n%s\n--- second:\n%s\n", AWhat.c_str(),
+               at, Visible(A.substr(from, 600)).c_str(), Visible(B.substr(from, 600)).c_str());
   std::abort();
 }
 
@@ -127,19 +147,22 @@ inline std::u16string Units(const std::string& ABytes) {
   return s;
 }
 
-/// A JSON tree as text for comparing trees: kinds, values and member names. The reader keeps a
-/// name as read (escapes included) and the writer escapes it, so a reloaded tree's names are
-/// compared after one unescaping (AUnescapeNames).
+/// Text as the JSON writer leaves it: U+0001 to U+0007 are dropped.
+inline std::string AsWritten(const VxJSONString& AText) {
+  VxJSONString text = AText;
+  std::erase_if(text, [](char16_t C) { return C >= 1 && C <= 7; });
+  return VxUTF16ToUTF8(text);
+}
+
+/// A JSON tree as text for comparing trees: kinds, values and member names as the writer leaves
+/// them. The reader keeps a name as read (escapes included) and the writer escapes it, so a
+/// reloaded tree's names are compared after one unescaping (AUnescapeNames).
 inline std::string Canon(TVxJSONBase* ANode, bool AUnescapeNames) {
   std::string out;
   std::vector<std::pair<TVxJSONBase*, bool>> stack{{ANode, false}};  // node, closing
   while (!stack.empty()) {
     auto [n, closing] = stack.back();
     stack.pop_back();
-    if (!n) {
-      out += "<none>";
-      continue;
-    }
     if (closing) {
       out += ')';
       continue;
@@ -147,12 +170,15 @@ inline std::string Canon(TVxJSONBase* ANode, bool AUnescapeNames) {
     switch (n->NodeKind()) {
       case TVxJSONBase::nkMember: {
         const VxJSONString name = n->GetName();
-        out += "m:" + VxUTF16ToUTF8(AUnescapeNames ? VxJSONUnescape(name) : name) + "=";
-        stack.push_back({n->GetValue(), false});
+        out += "m:" + AsWritten(AUnescapeNames ? VxJSONUnescape(name) : name) + "=";
+        if (n->GetValue())
+          stack.push_back({n->GetValue(), false});
+        else
+          out += "0:;";  // a member without value is written as null
         break;
       }
       case TVxJSONBase::nkSimple:
-        out += std::to_string(n->GetJSONType()) + ":" + VxUTF16ToUTF8(n->GetAsString()) + ";";
+        out += std::to_string(n->GetJSONType()) + ":" + (n->GetJSONType() == jdtNull ? "" : AsWritten(n->GetAsString())) + ";";
         break;
       default:
         out += std::to_string(n->GetJSONType()) + "(";

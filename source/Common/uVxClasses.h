@@ -146,11 +146,18 @@ class TVxIntf {
   I* FPtr = nullptr;
 };
 
+/// Classes whose owner frees them (readers, components) declare
+/// `static constexpr bool cVxOwnerFreed = true;`: VxMake refuses them at compile time, since the
+/// last reference would not free them.
+template <class T>
+concept VxOwnerFreed = requires { requires T::cVxOwnerFreed; };
+
 /// Creates a reference-counted object of class T on the heap and answers the first reference
 /// to it, in the manner of std::make_shared: the object lives until the last reference goes.
 /// T must delete itself at count 0 (TVxObject's default); objects whose owner frees them
-/// (readers, components, tree nodes) are not made this way.
+/// (readers, components, tree nodes) are not made this way and do not compile here.
 template <class T, class... TArgs>
+  requires(!VxOwnerFreed<T>)
 TVxIntf<T> VxMake(TArgs&&... AArgs) {
   return TVxIntf<T>(new T(std::forward<TArgs>(AArgs)...));
 }
@@ -285,6 +292,7 @@ class TVxImplements : public TBase, public TIntfs... {
 class TVxComponent : public TVxObject {
  public:
   using Inherited = TVxObject;
+  static constexpr bool cVxOwnerFreed = true;
   /// Creates the component and hands it to AOwner (which may be nullptr).
   explicit TVxComponent(TVxComponent* AOwner = nullptr);
   /// Deletes the owned components (newest first) and leaves the owner.

@@ -144,9 +144,40 @@ void TVxTextParser::Refill() {
   AlignEnd();
 }
 
-size_t TVxTextParser::ReadRaw(uint8_t* ADest, size_t ACapacity) {
-  int64_t n = FStream->Read(ADest, static_cast<int64_t>(ACapacity));
-  return n > 0 ? static_cast<size_t>(n) : 0;
+size_t TVxTextParser::ReadRaw(uint8_t* ADest, size_t ACapacity) { return ReadSource(ADest, ACapacity); }
+
+size_t TVxTextParser::ReadSource(uint8_t* ADest, size_t ACapacity) {
+  if (FSourceAt < FSourceRead) {
+    // Going over the start again: from the kept bytes.
+    const auto n = static_cast<size_t>(std::min<int64_t>(static_cast<int64_t>(ACapacity), FSourceRead - FSourceAt));
+    std::memcpy(ADest, FHead.data() + FSourceAt, n);
+    FSourceAt += static_cast<int64_t>(n);
+    return n;
+  }
+  const int64_t got = FStream->Read(ADest, static_cast<int64_t>(ACapacity));
+  const size_t n = got > 0 ? static_cast<size_t>(got) : 0;
+  if (FHeadValid) {
+    if (FHead.size() + n <= std::max<size_t>(2 * FChunk, 65536))
+      FHead.append(reinterpret_cast<const char*>(ADest), n);
+    else
+      FHeadValid = false, FHead = std::string();
+  }
+  FSourceRead += static_cast<int64_t>(n);
+  FSourceAt = FSourceRead;
+  return n;
+}
+
+void TVxTextParser::SeekSource(int64_t APosition) {
+  const int64_t at = APosition - FRawStart;
+  if (at == FSourceAt) return;
+  if (FHeadValid && at >= 0 && at <= FSourceRead) {
+    FSourceAt = at;  // within the kept bytes: no seek
+    return;
+  }
+  FStream->Seek(APosition, soBeginning);
+  FHeadValid = false;
+  FHead = std::string();
+  FSourceRead = FSourceAt = at;
 }
 
 size_t TVxTextParser::ReadDecoded(uint8_t* ADest, size_t ACapacity) {
@@ -173,8 +204,7 @@ size_t TVxTextParser::ReadDecoded(uint8_t* ADest, size_t ACapacity) {
       if (n) std::memcpy(FRaw.get() + left, FMemory + FMemoryRead, n);
       FMemoryRead += static_cast<int64_t>(n);
     } else {
-      int64_t got = FStream->Read(FRaw.get() + left, static_cast<int64_t>(room));
-      n = got > 0 ? static_cast<size_t>(got) : 0;
+      n = ReadSource(FRaw.get() + left, room);
     }
     if (n == 0) FRawDone = true;
     FRawLen += n;
@@ -214,7 +244,7 @@ void TVxTextParser::SetContentCodePage(uint16_t ACodePage) {
     } else {
       FDirect = FMemory != nullptr;
       FContentStart = FRawStart;
-      if (!FMemory) FStream->Seek(FRawStart, soBeginning);
+      if (!FMemory) SeekSource(FRawStart);
     }
     FCharSetType = decode ? cstUTF16 : cstCodePage;
     ResetWindow(FContentStart);
@@ -239,13 +269,13 @@ void TVxTextParser::First() {
     if (FMemory)
       FMemoryRead = FRawStart;
     else
-      FStream->Seek(FRawStart, soBeginning);
+      SeekSource(FRawStart);
     ResetWindow(0);
   } else if (FContentStart >= FBufPos && FContentStart <= FBufPos + static_cast<int64_t>(FStoreLen)) {
     FCur = FBuf + (FContentStart - FBufPos);
     AlignEnd();
   } else {
-    FStream->Seek(FContentStart, soBeginning);
+    SeekSource(FContentStart);
     ResetWindow(FContentStart);
   }
   FillAhead();

@@ -326,6 +326,8 @@ class TVxTextParser : public TVxObject {
   void FillAhead();
   void Refill();
   size_t ReadRaw(uint8_t* ADest, size_t ACapacity);
+  size_t ReadSource(uint8_t* ADest, size_t ACapacity);
+  void SeekSource(int64_t APosition);
   size_t ReadDecoded(uint8_t* ADest, size_t ACapacity);
   void ResetWindow(int64_t APosition);
   void AlignEnd() noexcept;
@@ -357,6 +359,12 @@ class TVxTextParser : public TVxObject {
   std::unique_ptr<uint8_t[]> FRaw;   // undecoded bytes waiting for the decoder
   size_t FRawPos = 0, FRawLen = 0;
   bool FRawDone = false;
+  // The first bytes read from a stream are kept, so that going back to the start of the
+  // content (a code page found in a declaration) works on streams that cannot seek.
+  std::string FHead;
+  bool FHeadValid = true;   // FHead holds every byte read from the stream so far
+  int64_t FSourceRead = 0;  // bytes read from the stream since FRawStart
+  int64_t FSourceAt = 0;    // offset from FRawStart of the next byte the cursor reads
 
   // Window over the source: [FBuf, FEnd) holds whole units; FBuf is at position FBufPos.
   const uint8_t* FBuf = nullptr;

@@ -203,3 +203,9 @@ TEST(ClassReferences, CreateByReferenceAndWalkTheParents) {
   EXPECT_EQ(made->Area(), 100);
   EXPECT_TRUE(TSquareClass::Of<TBigSquare>() == ref);
 }
+
+// Objects whose owner frees them cannot be handed to a counted slot by VxMake: the last
+// reference would not free them.
+template <class T>
+concept VxMakeable = requires { vx::VxMake<T>(); };
+static_assert(!VxMakeable<vx::TVxComponent>);

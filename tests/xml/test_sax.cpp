@@ -608,3 +608,10 @@ TEST_F(SAXTest, UTF8ScansAndCharacterReadingAgree) {
   EXPECT_EQ(Rec->Events, expected);
   EXPECT_EQ(expected, ParseXML(VxUTF8ToUTF16(big)));
 }
+
+// A reader is freed by its owner: VxMake does not compile for it.
+template <class T>
+concept VxMakeable = requires { vx::VxMake<T>(); };
+static_assert(!VxMakeable<vx::TVxSAXXMLReader>);
+static_assert(!VxMakeable<vx::TVxSAXParser>);
+static_assert(VxMakeable<vx::TVxJSONReader>);

@@ -193,6 +193,40 @@ TEST(SAXStreams, PipesAreReadStraightOn) {
   }
 }
 
+// A code page found in the declaration, or one read in decoded units, sends the cursor back to
+// the start of the content: a stream that cannot seek is read over again from the bytes the
+// cursor kept, at every window size.
+TEST(SAXStreams, PipesInDeclaredAndDecodedCodePagesReadLikeBuffers) {
+  const std::string latin1 = "   <?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><r a=\"\xe9\">" + std::string(300, 'x') + "</r>";
+  const std::string sjis = "<?xml version=\"1.0\" encoding=\"Shift_JIS\"?><r>\x93\xfa\x96\x7b" + std::string(300, 'y') + "</r>";
+  std::string utf16be = "\xfe\xff";
+  for (char c : std::string("<r>") + std::string(300, 'z') + "</r>") utf16be += std::string(1, '\0') + c;
+  for (const std::string& doc : {latin1, sjis, utf16be}) {
+    const auto reference = Events<TVxSAXXMLReader>([&](TVxSAXXMLReader& r) { r.ParseBuffer(doc.data(), static_cast<int64_t>(doc.size()), 0, u""); });
+    for (size_t window : {size_t(16), size_t(37), size_t(64)}) {
+      test::TWindowGuard guard(window);
+      for (int64_t step : {1, 5}) {
+        test::TTrickleStream pipe(doc, step, false);
+        EXPECT_EQ(FirstDifference(reference, Events<TVxSAXXMLReader>([&](TVxSAXXMLReader& r) { r.ParseStream(pipe, 0, u""); })), "")
+            << window << " " << step;
+      }
+    }
+  }
+}
+
+// An end tag at the root level leaves the depth below the root's; a start tag that brings it
+// back there closes the body in every reading path alike.
+TEST(SAXStreams, AStrayEndTagAtTheRootReadsAlikeEverywhere) {
+  // Found by fuzzing: the byte scan read the start tag that brings the depth back to the root's
+  // level as an ordinary one, where the character operations apply the root-level rules.
+  const std::string doc("f%</\xa1&&&&\xa1\xa1\xa1\xa1\xf8>\0\0\0<x\xa1\xa1#\xa1\xa1T\xa1\xf8>\0\x80\0\0\0\x80\xfb:\0<R\xff\xff\xff\xff\xffy", 46);
+  const auto reference =
+      Events<TVxSAXXMLReader>([&](TVxSAXXMLReader& r) { r.ParseBuffer(doc.data(), static_cast<int64_t>(doc.size()), cVxCodePageUTF8, u""); });
+  test::TWindowGuard guard(16);
+  test::TTrickleStream pipe(doc, 1, false);
+  EXPECT_EQ(FirstDifference(reference, Events<TVxSAXXMLReader>([&](TVxSAXXMLReader& r) { r.ParseStream(pipe, cVxCodePageUTF8, u""); })), "");
+}
+
 // A short \u escape stands for the letter u and never swallows the closing quote.
 TEST(SAXStreams, ShortUnicodeEscapesKeepTheStringsEnd) {
   auto events = Events<TVxSAXJSONReader>([](TVxSAXJSONReader& r) {

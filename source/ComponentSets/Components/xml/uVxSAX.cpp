@@ -682,6 +682,9 @@ bool TVxSAXXMLReader::ParseContentUTF8(int& ADepth) {
       any = true;
       continue;
     }
+    // After an end tag at the root level the depth is negative, where a start tag can bring
+    // it back to the root's level: the character operations apply those rules.
+    if (ADepth < 0) return any;
     // The name: prefix and local part, or a plain name.
     const uint8_t* q = s + 1;
     if (q == e) return any;
@@ -1282,6 +1285,7 @@ void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxX
   uint8_t unit[2] = {0, 0};
   uint32_t value = 0;
   bool readAny = false;
+  std::string tail;  // the last unit's worth of bytes read: what going back one unit rereads
   for (;;) {
     unit[1] = 0;
     // A stream may hand out fewer bytes than asked for before its end.
@@ -1291,6 +1295,8 @@ void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxX
       if (n <= 0) break;
       got += n;
     }
+    tail.append(reinterpret_cast<const char*>(unit), static_cast<size_t>(got));
+    if (tail.size() > static_cast<size_t>(unitSize)) tail.erase(0, tail.size() - static_cast<size_t>(unitSize));
     if (got != unitSize) break;
     readAny = true;
     value = bigEndian ? static_cast<uint32_t>(unit[0] << 8 | unit[1]) : static_cast<uint32_t>(unit[0] | (unit[1] << 8));
@@ -1303,7 +1309,7 @@ void TVxSAXParser::ParseStream(TVxStream& AStream, uint16_t ACodePage, const VxX
     try {
       AStream.Seek(-unitSize, soCurrent);
     } catch (const EStreamError&) {
-      replay = std::make_unique<TVxReplayStream>(AStream, std::string(reinterpret_cast<const char*>(unit), static_cast<size_t>(unitSize)));
+      replay = std::make_unique<TVxReplayStream>(AStream, tail);
     }
   }
   TVxStream& source = replay ? static_cast<TVxStream&>(*replay) : AStream;

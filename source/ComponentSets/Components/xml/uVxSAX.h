@@ -351,6 +351,7 @@ class TVxSAXNamespaceList {
 class TVxSAXReader : public TVxImplements<TVxObject, IVxSAXXMLReader, IVxSAXLocator> {
  public:
   using Inherited = TVxObject;
+  static constexpr bool cVxOwnerFreed = true;
   TVxSAXReader();
   ~TVxSAXReader() override;
 

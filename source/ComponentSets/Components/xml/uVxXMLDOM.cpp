@@ -131,6 +131,13 @@ TVxDOMName* TVxDOMStore::Intern(std::u16string_view AQName) {
   std::u16string_view prefix, local;
   VxDOMSplitName(AQName, prefix, local);
   TVxDOMName* n = MakeName(prefix, local);
+  if (n->QName != AQName) {
+    // ":" or ":b": the parts join to another qualified name; the name keeps its own, and the
+    // table cannot key it.
+    n->QName.assign(AQName);
+    FOddNames.push_back(n);
+    return n;
+  }
   FNames.emplace(std::u16string_view(n->QName), n);
   return n;
 }
