@@ -21,15 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
   const bool format = false;
   auto load = [&](bool AStream, std::string& ASaved) {
     TVxIntf<IVxDOMDocument> doc = VxCreateDOM();
-    std::string outcome = Outcome([&] {
-      if (AStream) {
-        test::TWindowGuard window(in.Window);
-        test::TTrickleStream stream(in.Bytes, in.Step, (in.Flags & 1) != 0);
-        doc->DOMDocument()->LoadFromStream(stream);
-      } else {
-        doc->DOMDocument()->LoadXML(in.Bytes.data(), static_cast<int64_t>(in.Bytes.size()));
-      }
-    });
+    std::string outcome =
+        Outcome([&] { WithSource(in, AStream, [&](TVxStream& AIn) { doc->DOMDocument()->LoadFromStream(AIn); }); });
     if (outcome.empty()) outcome = Outcome([&] { ASaved = Save(doc->DOMDocument(), format); });
     return outcome;
   };

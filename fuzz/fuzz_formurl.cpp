@@ -11,14 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
   auto load = [&](bool AStream, std::string& AText) {
     auto doc = VxMake<TVxJSONDocument>();
     std::string outcome = Outcome([&] {
-      if (AStream) {
-        test::TWindowGuard window(in.Window);
-        test::TTrickleStream stream(in.Bytes, in.Step, (in.Flags & 1) != 0);
-        doc->TVxJSONBase::LoadFromStream(stream, cVxCodePageUTF8, true);
-      } else {
-        TVxMemoryStream stream(in.Bytes.data(), static_cast<int64_t>(in.Bytes.size()));
-        doc->TVxJSONBase::LoadFromStream(stream, cVxCodePageUTF8, true);
-      }
+      WithSource(in, AStream, [&](TVxStream& AIn) { doc->TVxJSONBase::LoadFromStream(AIn, cVxCodePageUTF8, true); });
       if (doc->GetRootValue()) AText = VxUTF16ToUTF8(doc->GetAsJSON());
     });
     return outcome;

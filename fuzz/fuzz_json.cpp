@@ -17,15 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
     reader->SetContentHandler(TVxIntf<IVxJSONContentHandler>(rec.Get()));
     reader->SetErrorHandler(TVxIntf<IVxJSONErrorHandler>(rec.Get()));
     reader->SetAllowTrailingWhiteSpace(trailing);
-    const std::string outcome = Outcome([&] {
-      if (AStream) {
-        test::TWindowGuard window(in.Window);
-        test::TTrickleStream stream(in.Bytes, in.Step, (in.Flags & 1) != 0);
-        reader->ParseStream(stream, 0, u"fuzz");
-      } else {
-        reader->ParseBuffer(in.Bytes.data(), static_cast<int64_t>(in.Bytes.size()), 0, u"fuzz");
-      }
-    });
+    const std::string outcome =
+        Outcome([&] { WithSource(in, AStream, [&](TVxStream& AIn) { reader->ParseStream(AIn, 0, u"fuzz"); }); });
     return rec->Log + outcome;
   };
   Same("JSON events from a buffer and from a trickling stream", events(false), events(true));
@@ -33,16 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
   auto load = [&](bool AStream, std::string& AText) {
     auto doc = VxMake<TVxJSONDocument>();
     doc->SetAllowTrailingWhiteSpace(trailing);
-    std::string outcome = Outcome([&] {
-      if (AStream) {
-        test::TWindowGuard window(in.Window);
-        test::TTrickleStream stream(in.Bytes, in.Step, (in.Flags & 1) != 0);
-        doc->TVxJSONBase::LoadFromStream(stream);
-      } else {
-        TVxMemoryStream stream(in.Bytes.data(), static_cast<int64_t>(in.Bytes.size()));
-        doc->TVxJSONBase::LoadFromStream(stream);
-      }
-    });
+    std::string outcome =
+        Outcome([&] { WithSource(in, AStream, [&](TVxStream& AIn) { doc->TVxJSONBase::LoadFromStream(AIn); }); });
     if (outcome.empty()) outcome = Outcome([&] { AText = VxUTF16ToUTF8(doc->GetAsJSON()); });
     return outcome;
   };

@@ -13,24 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
   const TInput in(AData, ASize);
   static const uint16_t pages[] = {0, cVxCodePageUTF8, cVxCodePageUTF16, 932, 50220};
   const uint16_t cp = pages[in.Flags % 5];
-  auto run = [&](bool AStream) {
-    auto rec = VxMake<TSAXRecorder>();
-    TVxSAXXMLReader readerObject;  // its owner frees it
-    TVxSAXXMLReader* reader = &readerObject;
-    reader->SetContentHandler(TVxIntf<IVxSAXContentHandler>(rec.Get()));
-    reader->SetErrorHandler(TVxIntf<IVxSAXErrorHandler>(rec.Get()));
-    reader->SetLexicalHandler(TVxIntf<IVxSAXLexicalHandler>(rec.Get()));
-    const std::string outcome = Outcome([&] {
-      if (AStream) {
-        test::TWindowGuard window(in.Window);
-        test::TTrickleStream stream(in.Bytes, in.Step, (in.Flags & 1) != 0);
-        reader->ParseStream(stream, cp, u"fuzz");
-      } else {
-        reader->ParseBuffer(in.Bytes.data(), static_cast<int64_t>(in.Bytes.size()), cp, u"fuzz");
-      }
-    });
-    return rec->Log + outcome;
-  };
-  Same("XML events from a buffer and from a trickling stream", run(false), run(true));
+  Same("XML events from a buffer and from a trickling stream", SAXEvents<TVxSAXXMLReader>(in, cp, false),
+       SAXEvents<TVxSAXXMLReader>(in, cp, true));
   return 0;
 }

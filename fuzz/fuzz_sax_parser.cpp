@@ -22,15 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
       log += "</" + VxUTF16ToUTF8(Q) + ">";
     };
     parser.OnCharacters = [&](TVxSAXParser*, const VxXMLString& T) { log += "[" + VxUTF16ToUTF8(T) + "]"; };
-    const std::string outcome = Outcome([&] {
-      if (AStream) {
-        test::TWindowGuard window(in.Window);
-        test::TTrickleStream stream(in.Bytes, in.Step, (in.Flags & 1) != 0);
-        parser.ParseStream(stream, cp, u"fuzz");
-      } else {
-        parser.ParseBuffer(in.Bytes.data(), static_cast<int64_t>(in.Bytes.size()), cp, u"fuzz");
-      }
-    });
+    const std::string outcome =
+        Outcome([&] { WithSource(in, AStream, [&](TVxStream& AIn) { parser.ParseStream(AIn, cp, u"fuzz"); }); });
     return log + "\n" + outcome;
   };
   Same("parser component events from a buffer and from a trickling stream", run(false), run(true));

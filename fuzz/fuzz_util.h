@@ -76,6 +76,20 @@ std::string Outcome(F AAction) {
   return {};
 }
 
+/// Calls ARead with the input as a memory stream, or (AStream) as a stream that trickles it
+/// into the input's read window.
+template <class F>
+void WithSource(const TInput& AIn, bool AStream, F ARead) {
+  if (AStream) {
+    test::TWindowGuard window(AIn.Window);
+    test::TTrickleStream stream(AIn.Bytes, AIn.Step, (AIn.Flags & 1) != 0);
+    ARead(static_cast<TVxStream&>(stream));
+  } else {
+    TVxMemoryStream stream(AIn.Bytes.data(), static_cast<int64_t>(AIn.Bytes.size()));
+    ARead(static_cast<TVxStream&>(stream));
+  }
+}
+
 /// Records XML events, one line each.
 class TSAXRecorder : public TVxImplements<TVxObject, IVxSAXContentHandler, IVxSAXErrorHandler, IVxSAXLexicalHandler> {
  public:
@@ -113,6 +127,19 @@ class TSAXRecorder : public TVxImplements<TVxObject, IVxSAXContentHandler, IVxSA
   void StartEntity(const VxXMLString& N) override { Add("StartEntity", N); }
   void EndEntity(const VxXMLString& N) override { Add("EndEntity", N); }
 };
+
+/// The events (and the outcome) of a SAX reader over the input, from a buffer or a stream.
+template <class TReader>
+std::string SAXEvents(const TInput& AIn, uint16_t ACodePage, bool AStream) {
+  auto rec = VxMake<TSAXRecorder>();
+  TReader reader;  // its owner frees it
+  reader.SetContentHandler(TVxIntf<IVxSAXContentHandler>(rec.Get()));
+  reader.SetErrorHandler(TVxIntf<IVxSAXErrorHandler>(rec.Get()));
+  reader.SetLexicalHandler(TVxIntf<IVxSAXLexicalHandler>(rec.Get()));
+  const std::string outcome =
+      Outcome([&] { WithSource(AIn, AStream, [&](TVxStream& AStreamIn) { reader.ParseStream(AStreamIn, ACodePage, u"fuzz"); }); });
+  return rec->Log + outcome;
+}
 
 /// Records JSON events, one line each.
 class TJSONRecorder : public TVxImplements<TVxObject, IVxJSONContentHandler, IVxJSONErrorHandler> {

@@ -323,7 +323,7 @@ int64_t DecimalExponent(std::string_view AText) {
 template <class F>
 bool TryStrToFloat(std::u16string_view AText, F& AValue) {
   std::string s;
-  if (!NarrowNumber(AText, 400, s)) return false;
+  if (!NarrowNumber(AText, std::u16string_view::npos, s)) return false;  // any length: from_chars reads it in one pass
   const char* b = s.data();
   const char* e = b + s.size();
   if (*b == '+' && e - b > 1 && b[1] != '-') ++b;

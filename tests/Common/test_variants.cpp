@@ -169,3 +169,17 @@ TEST(Variants, NumberTextReaders) {
     EXPECT_EQ(e.Message(), u"'x1' is not a valid integer value");
   }
 }
+
+// A float text is read whatever its length (it once stopped at 400 characters, so a valid
+// 1,000-digit number read as 0).
+TEST(Variants, LongFloatTextsAreRead) {
+  const VxString digits = u"1" + VxString(999, u'7');
+  double v = 0;
+  ASSERT_TRUE(VxTryStrToFloat(u"0." + digits, v));
+  EXPECT_DOUBLE_EQ(v, 0.17777777777777778);
+  ASSERT_TRUE(VxTryStrToFloat(digits, v));
+  EXPECT_TRUE(std::isinf(v));
+  ASSERT_TRUE(VxTryStrToFloat(u"-" + digits + u"e-2000", v));
+  EXPECT_EQ(v, 0.0);  // underflow: zero with the sign
+  EXPECT_TRUE(std::signbit(v));
+}
