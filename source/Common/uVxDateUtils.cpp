@@ -1,6 +1,8 @@
 // uVxDateUtils: civil-date arithmetic, ISO 8601 texts, zone conversion and durations.
 #include "uVxDateUtils.h"
 
+#include <mutex>
+
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -243,8 +245,16 @@ VxString VxDateTimeToISO(TDateTime AValue) {
 // Local time and UTC
 // ---------------------------------------------------------------------------------------------
 
+namespace {
+// tzset frees and replaces the C library's zone state while mktime and localtime_r read it;
+// the C library locks inside, but out of the sight of race checkers, so the library's own
+// calls take this lock too.
+std::mutex gZoneLock;
+}  // namespace
+
 int VxCalcTimeZoneOffset(TDateTime ALocal) {
   // Read the local wall-clock fields as if they were UTC, let mktime find the real instant.
+  std::lock_guard<std::mutex> lock(gZoneLock);
   tzset();  // a changed TZ takes effect at once
   time_t asUTC = UTCSeconds(ALocal);
   struct tm fields {};
@@ -262,6 +272,7 @@ int VxCalcTimeZoneOffset(TDateTime ALocal) {
 TDateTime VxLocalToUTC(TDateTime ALocal) { return VxIncMinutes(ALocal, -VxCalcTimeZoneOffset(ALocal)); }
 
 TDateTime VxUTCToLocal(TDateTime AUTC) {
+  std::lock_guard<std::mutex> lock(gZoneLock);
   tzset();  // localtime_r need not read TZ again by itself
   time_t seconds = UTCSeconds(AUTC);
   struct tm local {};
