@@ -630,3 +630,13 @@ TEST(JSONModel, LoadsFromStreamsThatCannotSeek) {
     EXPECT_EQ(doc->GetRootValue(), nullptr);
   }
 }
+
+// A name given as an array, then as a plain value, then as an array again starts a new array
+// (found by fuzzing: the old indices pointed past the new array's items).
+TEST(JSONFormURL, ANameMadeTextAndThenAnArrayAgain) {
+  auto doc = Doc();
+  const std::string text = "a[2]=x&a[0]=y&a&a[][k]=1&a[][l]=2";
+  TVxMemoryStream in(text.data(), static_cast<int64_t>(text.size()));
+  doc->TVxJSONBase::LoadFromStream(in, cVxCodePageUTF8, true);
+  EXPECT_EQ(U8(doc->GetAsJSON()), R"({"a": [{"k": "1", "l": "2"}]})");
+}

@@ -469,6 +469,7 @@ void Place(TFormValue& AInto, const std::vector<VxJSONString>& ASegments, const 
       entry->Text = AValue;
       entry->Members.clear();
       entry->Items.clear();
+      entry->Indexes.clear();  // an array made text again forgets its indices too
       return;
     }
     if (entry->Kind != kind && entry->Kind == TFormValue::fkText) entry->Kind = kind;
