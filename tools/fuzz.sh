@@ -5,6 +5,7 @@
 #
 #   tools/fuzz.sh 600            # ten minutes per target
 #   tools/fuzz.sh 60 fuzz_json   # one target
+#   VX_FUZZ_SEED=1 tools/fuzz.sh  # a fixed random seed: the same inputs every run (CI)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds="${1:-20}"
@@ -44,7 +45,7 @@ PY
 status=0
 for t in "${targets[@]}"; do
   log="build/fuzz/$t.log"
-  if build/fuzz/fuzz/"$t" -max_total_time="$seconds" -max_len=8192 -timeout=10 -rss_limit_mb=4096 \
+  if build/fuzz/fuzz/"$t" -max_total_time="$seconds" -seed="${VX_FUZZ_SEED:-0}" -max_len=8192 -timeout=10 -rss_limit_mb=4096 \
       -artifact_prefix="$findings/$t-" -print_final_stats=1 "$corpus/$t" >"$log" 2>&1; then
     echo "fuzz: $t: $(grep -o 'number_of_executed_units: [0-9]*' "$log" | head -1 | cut -d' ' -f2) runs in ${seconds}s, no finding"
   else
