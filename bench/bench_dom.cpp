@@ -13,7 +13,6 @@
 #include <benchmark/benchmark.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
-#include <malloc.h>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -32,6 +31,7 @@
 #include <vector>
 
 #include "bench_documents.h"
+#include "bench_util.h"
 #include "uVxXMLDOM.h"
 
 using namespace vx;
@@ -41,12 +41,6 @@ namespace {
 using bench::DocumentNames;
 using bench::LoadDocument;
 using bench::TDocument;
-
-// Heap bytes in use (small blocks and mapped ones).
-size_t HeapInUse() {
-  struct mallinfo2 info = mallinfo2();
-  return info.uordblks + info.hblkhd;
-}
 
 // Every library provides the same four steps on one loaded tree.
 struct TLibrary {
@@ -170,11 +164,7 @@ void BM_Load(benchmark::State& AState, const std::string* AName, std::string ALi
   // The tree's own heap use, measured once on a fresh load with nothing else alive.
   double& perByte = Results()[doc->Name][ALib].BytesPerInputByte;
   if (perByte == 0) {
-    const size_t before = HeapInUse();
-    lib.Load(doc->Bytes);
-    const size_t after = HeapInUse();
-    lib.Free();
-    perByte = after > before ? static_cast<double>(after - before) / static_cast<double>(doc->Bytes.size()) : 0;
+    perByte = HeapPerInputByte([&] { lib.Load(doc->Bytes); }, [&] { lib.Free(); }, doc->Bytes.size());
   }
   AState.counters["heap_per_input_byte"] = perByte;
   AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(doc->Bytes.size()));
@@ -236,7 +226,9 @@ class TRatioReporter : public benchmark::ConsoleReporter {
 int main(int argc, char** argv) {
   xercesc::XMLPlatformUtils::Initialize();
   xmlInitParser();
-  for (const auto& name : DocumentNames(true)) {
+  // The benchmarks keep pointers to the names: the list lives as long as the program.
+  static const std::vector<std::string> names = DocumentNames(true);
+  for (const auto& name : names) {
     const std::string shown = std::filesystem::path(name).filename().string();
     for (const auto& [lib, make] : Libraries()) {
       benchmark::RegisterBenchmark(("BM_Load/" + lib + "/" + shown).c_str(), BM_Load, &name, lib)->Unit(benchmark::kMillisecond);

@@ -12,7 +12,6 @@
 //   build/release/bench/bench_json
 #include <benchmark/benchmark.h>
 #include <json/json.h>
-#include <malloc.h>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -86,10 +85,6 @@ const std::vector<TDocument>& Documents() {
   return docs;
 }
 
-size_t HeapInUse() {
-  struct mallinfo2 info = mallinfo2();
-  return info.uordblks + info.hblkhd;
-}
 
 struct TLibrary {
   std::function<void(const std::string&)> Load;
@@ -212,11 +207,7 @@ void BM_Load(benchmark::State& AState, const TDocument* ADoc, std::string ALib) 
   lib.Free();
   double& perByte = Results()[ADoc->Name][ALib].HeapPerByte;
   if (perByte == 0) {
-    const size_t before = HeapInUse();
-    lib.Load(ADoc->Bytes);
-    const size_t after = HeapInUse();
-    lib.Free();
-    perByte = after > before ? static_cast<double>(after - before) / static_cast<double>(ADoc->Bytes.size()) : 0;
+    perByte = HeapPerInputByte([&] { lib.Load(ADoc->Bytes); }, [&] { lib.Free(); }, ADoc->Bytes.size());
   }
   AState.counters["heap_per_input_byte"] = perByte;
   AState.SetBytesProcessed(AState.iterations() * static_cast<int64_t>(ADoc->Bytes.size()));

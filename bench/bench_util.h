@@ -1,6 +1,8 @@
-// Helpers shared by the benchmarks: a generated stream and the process's peak resident memory.
+// Helpers shared by the benchmarks: a generated stream, the process's peak resident memory and
+// the heap a loaded tree keeps.
 #pragma once
 
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -67,6 +69,23 @@ inline double PeakResidentMB() {
   struct rusage usage;
   getrusage(RUSAGE_SELF, &usage);
   return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+/// Heap bytes in use (small blocks and mapped ones).
+inline size_t HeapInUse() {
+  struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+/// Heap bytes a tree keeps per input byte: measured around ALoad (then AFree), with nothing
+/// else alive, so only the tree counts.
+template <class L, class F>
+double HeapPerInputByte(L ALoad, F AFree, size_t AInputSize) {
+  const size_t before = HeapInUse();
+  ALoad();
+  const size_t after = HeapInUse();
+  AFree();
+  return after > before ? static_cast<double>(after - before) / static_cast<double>(AInputSize) : 0;
 }
 
 }  // namespace vx

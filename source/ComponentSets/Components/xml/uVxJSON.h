@@ -334,6 +334,7 @@ class TVxJSONMember : public TVxJSONImplements<TVxJSONBase, IVxJSONMember> {
 
  private:
   TVxJSONSimpleType* SimpleValueFor(TVxJSONDataType AType, const char16_t* AOperation);
+  TVxJSONSimpleType* SimpleValue(const char16_t* AOperation);
   VxJSONString FName;
   TVxJSONBase* FValue = nullptr;
 

@@ -268,30 +268,18 @@ TVxJSONSimpleType* SimpleOrNull(TVxJSONBase* AValue) {
 }
 }  // namespace
 
-bool TVxJSONMember::GetAsBoolean() {
-  if (auto* s = SimpleOrNull(FValue)) return s->GetAsBoolean();
-  Refuse(u"GetAsBoolean");
+// The member's value when it is a simple one; otherwise the operation is refused.
+TVxJSONSimpleType* TVxJSONMember::SimpleValue(const char16_t* AOperation) {
+  if (auto* s = SimpleOrNull(FValue)) return s;
+  Refuse(AOperation);
 }
-double TVxJSONMember::GetAsDouble() {
-  if (auto* s = SimpleOrNull(FValue)) return s->GetAsDouble();
-  Refuse(u"GetAsDouble");
-}
-int32_t TVxJSONMember::GetAsInteger() {
-  if (auto* s = SimpleOrNull(FValue)) return s->GetAsInteger();
-  Refuse(u"GetAsInteger");
-}
-int64_t TVxJSONMember::GetAsLargeInt() {
-  if (auto* s = SimpleOrNull(FValue)) return s->GetAsLargeInt();
-  Refuse(u"GetAsLargeInt");
-}
-VxJSONString TVxJSONMember::GetAsString() {
-  if (auto* s = SimpleOrNull(FValue)) return s->GetAsString();
-  Refuse(u"GetAsString");
-}
-TVxVariant TVxJSONMember::GetAsVariant() {
-  if (auto* s = SimpleOrNull(FValue)) return s->GetAsVariant();
-  Refuse(u"GetAsVariant");
-}
+
+bool TVxJSONMember::GetAsBoolean() { return SimpleValue(u"GetAsBoolean")->GetAsBoolean(); }
+double TVxJSONMember::GetAsDouble() { return SimpleValue(u"GetAsDouble")->GetAsDouble(); }
+int32_t TVxJSONMember::GetAsInteger() { return SimpleValue(u"GetAsInteger")->GetAsInteger(); }
+int64_t TVxJSONMember::GetAsLargeInt() { return SimpleValue(u"GetAsLargeInt")->GetAsLargeInt(); }
+VxJSONString TVxJSONMember::GetAsString() { return SimpleValue(u"GetAsString")->GetAsString(); }
+TVxVariant TVxJSONMember::GetAsVariant() { return SimpleValue(u"GetAsVariant")->GetAsVariant(); }
 void TVxJSONMember::SetAsBoolean(bool AValue) { SimpleValueFor(jdtBoolean, u"SetAsBoolean")->SetAsBoolean(AValue); }
 void TVxJSONMember::SetAsDouble(double AValue) { SimpleValueFor(jdtNumber, u"SetAsDouble")->SetAsDouble(AValue); }
 void TVxJSONMember::SetAsInteger(int32_t AValue) { SimpleValueFor(jdtNumber, u"SetAsInteger")->SetAsInteger(AValue); }

@@ -95,6 +95,23 @@ class TVxXPathBuiltin : public TVxXPathFunction {
     return Param(AParam)->Value(AList, AIndex);
   }
   TVxDOMNode* Context(const TVxDOMObjectList& AList, int AIndex) const { return AList.at(static_cast<size_t>(AIndex)); }
+  // The error of an argument the function (named by its signature) cannot use.
+  [[noreturn]] static void InvalidArgument(const VxString& ASignature) {
+    throw EVxXPathException(cVxXPathErrInvalidArgument, "", VxFormat(u"An invalid parameter was passed to %s", ASignature));
+  }
+  // The first argument's text, trimmed, read by ARead into AOut; false when the argument is
+  // empty (the function answers null). A text ARead refuses is an invalid argument.
+  template <class T, class F>
+  bool ReadFirstArgument(const TVxDOMObjectList& AList, int AIndex, const VxString& ASignature, F ARead, T& AOut) {
+    const TVxVariant v = ParamValue(0, AList, AIndex);
+    if (VxVarIsEmpty(v) || VxVarToStr(v).empty()) return false;
+    try {
+      AOut = ARead(VxTrim(VxVarToStr(v)));
+    } catch (const Exception&) {
+      InvalidArgument(ASignature);
+    }
+    return true;
+  }
 };
 
 // ---- nodes ----
@@ -702,15 +719,9 @@ class TVxXPathFnFromDuration : public TVxXPathBuiltin {
   using TVxXPathBuiltin::TVxXPathBuiltin;
   void CheckArity() override { Arity(1, 1, VxFormat(u"The \"%s\" function must have 1 parameter!", Signature()).c_str()); }
   TVxVariant Value(const TVxDOMObjectList& AList, int AIndex) override {
-    const TVxVariant v = ParamValue(0, AList, AIndex);
-    if (VxVarIsEmpty(v) || VxVarToStr(v).empty()) return TVxVariant::Null();
     TVxDuration d;
-    try {
-      d = VxXMLToDuration(VxTrim(VxVarToStr(v)));
-    } catch (const Exception&) {
-      throw EVxXPathException(cVxXPathErrInvalidArgument, "",
-                              VxFormat(u"An invalid parameter was passed to %s", Signature()));
-    }
+    if (!ReadFirstArgument(AList, AIndex, Signature(), [](const VxString& AText) { return VxXMLToDuration(AText); }, d))
+      return TVxVariant::Null();
     const int sign = d.Negative ? -1 : 1;
     switch (Part) {
       case 0: return TVxVariant(sign * d.Years);
@@ -776,15 +787,9 @@ class TVxXPathFnFromDate : public TVxXPathBuiltin {
   using TVxXPathBuiltin::TVxXPathBuiltin;
   void CheckArity() override { Arity(1, 1, VxFormat(u"The \"%s\" function must have 1 parameter!", Signature()).c_str()); }
   TVxVariant Value(const TVxDOMObjectList& AList, int AIndex) override {
-    const TVxVariant v = ParamValue(0, AList, AIndex);
-    if (VxVarIsEmpty(v) || VxVarToStr(v).empty()) return TVxVariant::Null();
     TVxDateTimeParts p;
-    try {
-      p = VxDecodeISODateTime(VxTrim(VxVarToStr(v)));
-    } catch (const Exception&) {
-      throw EVxXPathException(cVxXPathErrInvalidArgument, "",
-                              VxFormat(u"An invalid parameter was passed to %s", Signature()));
-    }
+    if (!ReadFirstArgument(AList, AIndex, Signature(), [](const VxString& AText) { return VxDecodeISODateTime(AText); }, p))
+      return TVxVariant::Null();
     switch (Part) {
       case 0: return TVxVariant(static_cast<int64_t>(p.Year));
       case 1: return TVxVariant(static_cast<int64_t>(p.Month));
@@ -834,8 +839,7 @@ class TVxXPathFnAdjust : public TVxXPathBuiltin {
     } catch (const EVxXPathException&) {
       throw;
     } catch (const Exception&) {
-      throw EVxXPathException(cVxXPathErrInvalidArgument, "",
-                              VxFormat(u"An invalid parameter was passed to %s", Signature()));
+      InvalidArgument(Signature());
     }
     if (p.HasZone && p.ZoneOffset != target) {
       // The same instant in the other zone.
