@@ -2,7 +2,7 @@
 // failure) from a buffer and through a trickling stream with a tiny read window; a tree loaded
 // both ways writes the same text; and a tree that loaded writes text that reloads to the same
 // tree, compact and formatted (names compared after one unescaping: they are kept as read and
-// escaped when written).
+// escaped when written). A node held past its document stays whole.
 #include "fuzz_util.h"
 
 using namespace vx;
@@ -42,6 +42,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* AData, size_t ASize) {
     std::string again;
     const std::string outcome = Outcome([&] { again = Canon(VxMake<TVxJSONDocument>(text).Get(), true); });
     Same("a written tree reloads to the same tree", tree, outcome + again);
+  }
+
+  // A node held past its document stays whole, detached, until its last reference goes.
+  if (TVxJSONBase* root = first->GetRootValue()) {
+    TVxJSONBase* node = root->ChildCount() > 0 ? root->Child(root->ChildCount() - 1) : root;
+    TVxIntf<IVxJSONBase> held = node->As<IVxJSONBase>();
+    const std::string before = VxUTF16ToUTF8(held->GetAsJSON());
+    first = nullptr;
+    Same("a node held past its document", before, VxUTF16ToUTF8(held->GetAsJSON()));
+    Same("a node held past its document is detached", "", held->JSONBase()->Parent() ? "parent" : "");
   }
   return 0;
 }

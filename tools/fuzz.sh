@@ -42,12 +42,18 @@ for target, items in seeds.items():
             with open(os.path.join(corpus, target, "seed-%03d-%02x" % (k, first)), "wb") as f:
                 f.write(bytes([first]) + item)
 PY
+# Each run uses a copy of the binaries, so a rebuild while it runs changes nothing under it.
+bin=$(mktemp -d build/fuzz/bin.XXXXXX)
+trap 'rm -rf "$bin"' EXIT
+for t in "${targets[@]}"; do cp build/fuzz/fuzz/"$t" "$bin/"; done
 status=0
+TIMEFORMAT='%U %S'
 for t in "${targets[@]}"; do
   log="build/fuzz/$t.log"
-  if build/fuzz/fuzz/"$t" -max_total_time="$seconds" -seed="${VX_FUZZ_SEED:-0}" -max_len=8192 -timeout=10 -rss_limit_mb=4096 \
-      -artifact_prefix="$findings/$t-" -print_final_stats=1 "$corpus/$t" >"$log" 2>&1; then
-    echo "fuzz: $t: $(grep -o 'number_of_executed_units: [0-9]*' "$log" | head -1 | cut -d' ' -f2) runs in ${seconds}s, no finding"
+  if { time "$bin/$t" -max_total_time="$seconds" -seed="${VX_FUZZ_SEED:-0}" -max_len=8192 -timeout=10 -rss_limit_mb=4096 \
+      -artifact_prefix="$findings/$t-" -print_final_stats=1 "$corpus/$t" >"$log" 2>&1; } 2>"$log.time"; then
+    cpu=$(awk '{printf "%.1f", ($1 + $2) / 60}' "$log.time")
+    echo "fuzz: $t: $(grep -o 'number_of_executed_units: [0-9]*' "$log" | head -1 | cut -d' ' -f2) runs in ${seconds}s ($cpu CPU-min), no finding"
   else
     echo "fuzz: $t: FINDING (see $log and $findings)"
     grep -m1 -A8 'invariant broken\|ERROR: ' "$log" || true

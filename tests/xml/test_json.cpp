@@ -257,6 +257,48 @@ TEST(JSONModel, DeletedNodesLiveWhileHeld) {
   EXPECT_EQ(three->Parent(), doc2->GetRootValue());
 }
 
+TEST(JSONModel, NodesHeldOutliveTheirDocument) {
+  auto doc = Doc(u"{\"a\": {\"x\": [1, 2]}, \"b\": 2}");
+  TVxIntf<IVxJSONBase> member = doc->FindMember(u"a")->As<IVxJSONBase>();
+  TVxIntf<IVxJSONBase> value = doc->FindMember(u"b")->GetValue()->As<IVxJSONBase>();
+  doc = nullptr;  // the document goes; what is held stays, detached and whole
+  EXPECT_EQ(member->GetAsJSON(), u"\"a\": {\"x\": [1, 2]}");
+  EXPECT_EQ(member->JSONBase()->Parent(), nullptr);
+  EXPECT_EQ(value->GetAsInteger(), 2);
+  EXPECT_EQ(value->JSONBase()->Parent(), nullptr);
+  EXPECT_THROW(
+      try { member->JSONBase()->GetDocument(); } catch (const EInvalidCast& e) {
+        EXPECT_EQ(VxString(e.Message()), u"Invalid class typecast");
+        throw;
+      },
+      EInvalidCast);
+  member->JSONBase()->GetAsObject()->AddMember(u"y")->SetAsString(u"still a tree");
+  EXPECT_EQ(member->GetAsJSON(), u"\"a\": {\"x\": [1, 2], \"y\": \"still a tree\"}");
+  // A member whose value was taken out has none; the value lives while held.
+  auto doc2 = Doc(u"{\"m\": [7]}");
+  TVxJSONMember* m = doc2->FindMember(u"m");
+  TVxIntf<IVxJSONBase> taken = m->GetValue()->As<IVxJSONBase>();
+  m->RemoveObject(m->GetValue());
+  EXPECT_EQ(m->GetValue(), nullptr);
+  EXPECT_EQ(taken->GetAsJSON(), u"[7]");
+  m->SetAsInteger(8);
+  EXPECT_EQ(doc2->GetAsJSON(), u"{\"m\": 8}");
+}
+
+TEST(JSONModel, ChildListsGrowAndShrinkInOrder) {
+  auto doc = Doc(u"[]");
+  TVxJSONBase* list = doc->GetRootValue();
+  for (int k = 0; k < 40; ++k) list->AddValue(jdtNumber, VxIntToStr(k));
+  list->DeleteValue(0);
+  list->DeleteValue(38);
+  list->Exchange(0, 37);
+  for (int k = 0; k < 30; ++k) list->DeleteValue(1);
+  EXPECT_EQ(doc->GetAsJSON(), u"[38, 32, 33, 34, 35, 36, 37, 1]");
+  while (list->Count() > 0) list->DeleteValue(0);
+  list->AddValue(jdtString, u"again");
+  EXPECT_EQ(doc->GetAsJSON(), u"[\"again\"]");
+}
+
 TEST(JSONModel, FilesAndConstructors) {
   const auto path = std::filesystem::temp_directory_path() / "vx_json_model_test.json";
   auto doc = Doc(u"{\"k\": [\"\u00e9\", 1]}");

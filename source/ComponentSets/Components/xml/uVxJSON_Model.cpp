@@ -11,6 +11,17 @@ namespace vx {
 // TVxJSONBase: ownership
 // ---------------------------------------------------------------------------------------------
 
+void TVxJSONChildList::Grow() {
+  // 1 (in place), 4, 8, 16, ...: a list never holds more children than an int counts.
+  const uint32_t capacity = FCapacity < 4 ? 4 : FCapacity * 2;
+  if (FCapacity > static_cast<uint32_t>(INT32_MAX) / 2) throw std::bad_alloc();
+  auto** items = static_cast<TVxJSONBase**>(::operator new(capacity * sizeof(TVxJSONBase*)));
+  std::copy(begin(), end(), items);
+  if (FCapacity > 1) ::operator delete(FMany);
+  FMany = items;
+  FCapacity = capacity;
+}
+
 TVxJSONBase::TVxJSONBase(TVxJSONBase* AParent) {
   if (AParent) AParent->InsertObject(this);
 }
@@ -53,8 +64,6 @@ void TVxJSONBase::FreeObject() {
   if (TVxJSONBase* parent = FParent) {
     auto it = std::find(parent->FChildren.rbegin(), parent->FChildren.rend(), this);
     if (it != parent->FChildren.rend()) parent->FChildren.erase(std::next(it).base());
-    if (parent->FKind == nkMember && static_cast<TVxJSONMember*>(parent)->FValue == this)
-      static_cast<TVxJSONMember*>(parent)->FValue = nullptr;
     if (parent->FKind == nkObject && static_cast<TVxJSONObject*>(parent)->FLastMember == this)
       static_cast<TVxJSONObject*>(parent)->FLastMember = nullptr;
     FParent = nullptr;
@@ -232,33 +241,27 @@ TVxJSONMember::TVxJSONMember(TVxJSONBase* AParent, VxJSONString AName)
 }
 
 void TVxJSONMember::SetValue(TVxJSONBase* AValue) {
-  if (AValue == FValue) return;
-  if (FValue && FValue->Parent() == this) FValue->FreeObject();
-  FValue = nullptr;
+  if (AValue == Value()) return;
+  if (TVxJSONBase* old = Value()) old->FreeObject();
   if (AValue) {
     if (AValue->Parent()) AValue->Parent()->RemoveObject(AValue);
     InsertObject(AValue);
-    FValue = AValue;
   }
 }
 
 TVxJSONBase* TVxJSONMember::CreateValue(TVxJSONDataType AType) {
-  if (FValue) {
-    TVxJSONBase* old = FValue;
-    FValue = nullptr;
-    if (old->Parent() == this) old->FreeObject();
-  }
+  if (TVxJSONBase* old = Value()) old->FreeObject();
   switch (AType) {
-    case jdtObject: FValue = new TVxJSONObject(this); break;
-    case jdtArray: FValue = new TVxJSONArray(this); break;
-    default: FValue = new TVxJSONSimpleType(this, AType); break;
+    case jdtObject: return new TVxJSONObject(this);
+    case jdtArray: return new TVxJSONArray(this);
+    default: return new TVxJSONSimpleType(this, AType);
   }
-  return FValue;
 }
 
 TVxJSONSimpleType* TVxJSONMember::SimpleValueFor(TVxJSONDataType AType, const char16_t* AOperation) {
-  if (!FValue) CreateValue(AType);
-  if (FValue->NodeKind() == nkSimple) return static_cast<TVxJSONSimpleType*>(FValue);
+  TVxJSONBase* value = Value();
+  if (!value) value = CreateValue(AType);
+  if (value->NodeKind() == nkSimple) return static_cast<TVxJSONSimpleType*>(value);
   Refuse(AOperation);
 }
 
@@ -270,7 +273,7 @@ TVxJSONSimpleType* SimpleOrNull(TVxJSONBase* AValue) {
 
 // The member's value when it is a simple one; otherwise the operation is refused.
 TVxJSONSimpleType* TVxJSONMember::SimpleValue(const char16_t* AOperation) {
-  if (auto* s = SimpleOrNull(FValue)) return s;
+  if (auto* s = SimpleOrNull(Value())) return s;
   Refuse(AOperation);
 }
 
@@ -292,19 +295,21 @@ void TVxJSONMember::SetAsVariant(const TVxVariant& AValue) {
 }
 
 TVxJSONObject* TVxJSONMember::GetAsObject() {
-  if (!FValue) CreateValue(jdtObject);
-  if (FValue->NodeKind() == nkObject) return static_cast<TVxJSONObject*>(FValue);
+  TVxJSONBase* value = Value();
+  if (!value) value = CreateValue(jdtObject);
+  if (value->NodeKind() == nkObject) return static_cast<TVxJSONObject*>(value);
   Refuse(u"GetAsObject");
 }
 
 TVxJSONArray* TVxJSONMember::GetAsArray() {
-  if (!FValue) CreateValue(jdtArray);
-  if (FValue->NodeKind() == nkArray) return static_cast<TVxJSONArray*>(FValue);
+  TVxJSONBase* value = Value();
+  if (!value) value = CreateValue(jdtArray);
+  if (value->NodeKind() == nkArray) return static_cast<TVxJSONArray*>(value);
   Refuse(u"GetAsArray");
 }
 
 TVxJSONBase* TVxJSONMember::AddValue(TVxJSONDataType AType) {
-  if (FValue) Refuse(u"AddValue");
+  if (Value()) Refuse(u"AddValue");
   return CreateValue(AType);
 }
 
