@@ -799,6 +799,19 @@ TEST(DOMDocument, ValuesTheLenientReaderLetsThroughAreSavedSafely) {
   EXPECT_EQ(back.Root()->GetText(), u"fish & chips & < A");
 }
 
+TEST(DOMDocument, AStrayEndTagAloneLoadsWithoutRootAndSavesWhatTheReaderRefuses) {
+  // The reader takes an end tag without start for the end of nothing, so the document has no
+  // root element; it saves to the empty text, which the reader refuses (a "<" must follow the
+  // prolog). The same holds for a document that was never given a root.
+  for (const VxXMLString& text : {VxXMLString(u"</a>"), VxXMLString(u"<!--c--></a>")}) {
+    TDoc doc(text);
+    EXPECT_EQ(doc.Root(), nullptr);
+    TDoc again;
+    EXPECT_EQ(U8(MessageOfClass<EVxXMLParseError>([&] { again.D->LoadXML(doc.D->GetXML()); })),
+              "The document is not wellformed!\r\n\"<\" expected, but \"\" found!");
+  }
+}
+
 TEST(DOMDocument, JSONTextLoadsAsXMLEvents) {
   TDoc doc;
   doc.D->LoadFromJSON(VxJSONString(u"{\"a\": [1, \"x\", null], \"b\": {\"c\": true}}"));
