@@ -274,7 +274,7 @@ TEST(JSONModel, NodesHeldOutliveTheirDocument) {
       EInvalidCast);
   member->JSONBase()->GetAsObject()->AddMember(u"y")->SetAsString(u"still a tree");
   EXPECT_EQ(member->GetAsJSON(), u"\"a\": {\"x\": [1, 2], \"y\": \"still a tree\"}");
-  // A member whose value was taken out has none; the value lives while held.
+  // A member whose value was taken out (RemoveObject: out, not freed) has none.
   auto doc2 = Doc(u"{\"m\": [7]}");
   TVxJSONMember* m = doc2->FindMember(u"m");
   TVxIntf<IVxJSONBase> taken = m->GetValue()->As<IVxJSONBase>();
@@ -282,7 +282,8 @@ TEST(JSONModel, NodesHeldOutliveTheirDocument) {
   EXPECT_EQ(m->GetValue(), nullptr);
   EXPECT_EQ(taken->GetAsJSON(), u"[7]");
   m->SetAsInteger(8);
-  EXPECT_EQ(doc2->GetAsJSON(), u"{\"m\": 8}");
+  doc2->GetRootValue()->AddMember(u"n")->SetValue(taken->JSONBase());  // the tree takes it again
+  EXPECT_EQ(doc2->GetAsJSON(), u"{\"m\": 8, \"n\": [7]}");
 }
 
 TEST(JSONModel, ChildListsGrowAndShrinkInOrder) {
