@@ -104,6 +104,26 @@ TEST(Limits, AMillionAttributesOrMembers) {
   EXPECT_EQ(doc->GetRootValue()->GetMember(u"m999999")->GetAsInteger(), 999999);
 }
 
+TEST(Limits, ManyNamespaceDeclarations) {
+  // Prefix lookups are indexed: 200,000 declarations on one element, each used by an
+  // attribute, and as many nested elements each declaring a prefix read in linear time.
+  const size_t count = 200000;
+  std::string flat = "<r";
+  for (size_t k = 0; k < count; ++k) flat += " xmlns:p" + std::to_string(k) + "=\"urn:" + std::to_string(k) + "\"";
+  for (size_t k = 0; k < count; ++k) flat += " p" + std::to_string(k) + ":a=\"1\"";
+  flat += "><p0:c/></r>";
+  EXPECT_EQ(ReadXML(flat)->Attributes, 2 * count);
+  TVxIntf<IVxDOMDocument> doc = VxCreateDOM();
+  doc->DOMDocument()->LoadXML(flat.data(), static_cast<int64_t>(flat.size()));
+  EXPECT_EQ(doc->DOMDocument()->DocumentElement()->FirstElement()->GetNamespaceURI(), u"urn:0");
+  std::string nested;
+  for (size_t k = 0; k < count; ++k) nested += "<e xmlns:q" + std::to_string(k) + "=\"urn:" + std::to_string(k) + "\">";
+  nested += "<q0:x/>";
+  for (size_t k = 0; k < count; ++k) nested += "</e>";
+  EXPECT_EQ(ReadXML(nested)->Elements, count + 1);
+  doc->DOMDocument()->LoadXML(nested.data(), static_cast<int64_t>(nested.size()));
+}
+
 TEST(Limits, TenMegabyteNames) {
   const std::string name = std::string(10u << 20, 'n');
   EXPECT_EQ(ReadXML("<" + name + " " + name.substr(1) + "=\"v\"></" + name + ">")->NameLength, name.size());

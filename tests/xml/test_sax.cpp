@@ -371,6 +371,28 @@ TEST_F(SAXTest, NamespaceListSearchesNewestFirst) {
   ns.RemoveLevel(2);
   EXPECT_EQ(ns.GetURI(u"p"), u"one");
   EXPECT_EQ(ns.Count(), 1);
+  // Past a handful of declarations lookups go through an index: the same answers.
+  for (int k = 0; k < 20; ++k) ns.AddURI(2, u"n" + VxIntToStr(k), u"u" + VxIntToStr(k));
+  ns.AddURI(3, u"N7", u"inner");
+  ns.AddURI(3, u"P", u"inner-p");
+  ns.AddURI(3, u"", u"default");
+  EXPECT_EQ(ns.GetURI(u"n7"), u"inner");
+  EXPECT_EQ(ns.GetURI(u"n19"), u"u19");
+  EXPECT_EQ(ns.GetURI(u"p"), u"inner-p");
+  EXPECT_EQ(ns.GetURI(u""), u"default");
+  EXPECT_EQ(ns.GetURI(u"n20"), u"");
+  ns.RemoveLevel(3);
+  EXPECT_EQ(ns.GetURI(u"N7"), u"u7");
+  EXPECT_EQ(ns.GetURI(u"p"), u"one");
+  EXPECT_EQ(ns.GetURI(u""), u"");
+  ns.RemoveLevel(2);
+  EXPECT_EQ(ns.GetURI(u"n0"), u"");
+  EXPECT_EQ(ns.Count(), 1);
+  for (int k = 0; k < 20; ++k) ns.AddURI(2, u"n" + VxIntToStr(k), u"again");
+  ns.Clear();
+  EXPECT_EQ(ns.GetURI(u"n3"), u"");
+  ns.AddURI(1, u"n3", u"after clear");
+  EXPECT_EQ(ns.GetURI(u"N3"), u"after clear");
 }
 
 TEST_F(SAXTest, JSONAsXMLEvents) {

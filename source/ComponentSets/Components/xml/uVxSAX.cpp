@@ -255,15 +255,32 @@ TVxSAXAttribute& TVxSAXXMAttributes::ByURI(const VxXMLString& AURI, const VxXMLS
 // TVxSAXNamespaceList
 // ---------------------------------------------------------------------------------------------
 
+std::size_t TVxSAXNamespaceList::TPrefixHash::operator()(std::u16string_view APrefix) const noexcept {
+  std::size_t h = 14695981039346656037u;
+  for (char16_t c : APrefix) h = (h ^ (c >= u'A' && c <= u'Z' ? c + 32u : c)) * 1099511628211u;
+  return h;
+}
+
+bool TVxSAXNamespaceList::TPrefixEqual::operator()(std::u16string_view A, std::u16string_view B) const noexcept {
+  return A.size() == B.size() && (A.empty() || VxSameText(A, B));
+}
+
 void TVxSAXNamespaceList::AddURI(int ALevel, const VxXMLString& APrefix, const VxXMLString& AURI) {
-  FItems.push_back({ALevel, APrefix, AURI});
+  const int index = static_cast<int>(FItems.size());
+  auto [it, added] = FNewest.try_emplace(APrefix, index);
+  FItems.push_back({ALevel, APrefix, AURI, added ? -1 : it->second});
+  it->second = index;
   if (FHandler) FHandler->StartPrefixMapping(APrefix, AURI);
 }
 
 const TVxSAXNamespace* TVxSAXNamespaceList::GetNamespace(const VxXMLString& APrefix) const {
-  for (auto it = FItems.rbegin(); it != FItems.rend(); ++it)
-    if (it->Prefix.size() == APrefix.size() && (APrefix.empty() || VxSameText(it->Prefix, APrefix))) return &*it;
-  return nullptr;
+  if (FItems.size() <= 8) {  // the usual case: a scan beats hashing
+    for (auto it = FItems.rbegin(); it != FItems.rend(); ++it)
+      if (TPrefixEqual()(it->Prefix, APrefix)) return &*it;
+    return nullptr;
+  }
+  auto found = FNewest.find(std::u16string_view(APrefix));
+  return found == FNewest.end() ? nullptr : &FItems[static_cast<size_t>(found->second)];
 }
 
 const VxXMLString& TVxSAXNamespaceList::GetURI(const VxXMLString& APrefix) const {
@@ -273,7 +290,13 @@ const VxXMLString& TVxSAXNamespaceList::GetURI(const VxXMLString& APrefix) const
 
 void TVxSAXNamespaceList::RemoveFrom(int ALevel) {
   while (!FItems.empty() && FItems.back().Level >= ALevel) {
-    if (FHandler) FHandler->EndPrefixMapping(FItems.back().Prefix);
+    TVxSAXNamespace& last = FItems.back();
+    if (FHandler) FHandler->EndPrefixMapping(last.Prefix);
+    auto it = FNewest.find(std::u16string_view(last.Prefix));
+    if (last.Previous < 0)
+      FNewest.erase(it);
+    else
+      it->second = last.Previous;
     FItems.pop_back();
   }
 }

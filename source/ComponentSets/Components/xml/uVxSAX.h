@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "uVxClasses.h"
@@ -313,6 +314,7 @@ struct TVxSAXNamespace {
   int Level;
   VxXMLString Prefix;
   VxXMLString URI;
+  int Previous = -1;  // the index of the declaration of the same prefix this one hides, or -1
 };
 
 /// The namespace declarations in scope, newest last. Prefixes compare ignoring ASCII case.
@@ -332,14 +334,29 @@ class TVxSAXNamespaceList {
     if (!FItems.empty() && FItems.back().Level >= ALevel) RemoveFrom(ALevel);
   }
   /// Removes everything without events.
-  void Clear() noexcept { FItems.clear(); }
+  void Clear() noexcept {
+    FItems.clear();
+    FNewest.clear();
+  }
   int Count() const noexcept { return static_cast<int>(FItems.size()); }
 
  private:
   void RemoveFrom(int ALevel);
+  // Prefixes hashed and compared ignoring ASCII case.
+  struct TPrefixHash {
+    using is_transparent = void;
+    std::size_t operator()(std::u16string_view APrefix) const noexcept;
+  };
+  struct TPrefixEqual {
+    using is_transparent = void;
+    bool operator()(std::u16string_view A, std::u16string_view B) const noexcept;
+  };
 
   IVxSAXContentHandler* FHandler;
   std::vector<TVxSAXNamespace> FItems;
+  // The newest declaration of every prefix in scope: lookups stay constant-time when an
+  // element declares many prefixes or many nested elements declare one each.
+  std::unordered_map<VxXMLString, int, TPrefixHash, TPrefixEqual> FNewest;
 };
 
 // ---------------------------------------------------------------------------------------------
