@@ -632,6 +632,23 @@ TEST(JSONFormURL, NamesMapToNestedObjectsAndArrays) {
   EXPECT_EQ(Raised([] { FormJSON("a[b=1"); }), "Exception: The parser expected to read a \"[\" character, but \"\", was read instead!");
 }
 
+TEST(JSONFormURL, ManyNamesKeepTheirOrderAndTheLastValue) {
+  // Past a few names lookups are indexed: repeats, nesting and a name made text and then an
+  // object again behave as with few names.
+  std::string form, expected = "{";
+  for (int k = 0; k < 12; ++k) form += "n" + std::to_string(k) + "=" + std::to_string(k) + "&";
+  form += "n3=again&o[a]=1&o[b]=2&o=flat&o[c]=3";
+  for (int k = 0; k < 12; ++k)
+    expected += (k ? ", \"n" : "\"n") + std::to_string(k) + "\": \"" + (k == 3 ? std::string("again") : std::to_string(k)) + "\"";
+  expected += ", \"o\": {\"c\": \"3\"}}";
+  EXPECT_EQ(U8(FormJSON(form)), expected);
+  std::string fill = "a[][x0]=0";
+  for (int k = 1; k < 12; ++k) fill += "&a[][x" + std::to_string(k) + "]=" + std::to_string(k);
+  fill += "&a[][x5]=new";
+  const std::string json = U8(FormJSON(fill));
+  EXPECT_EQ(json.substr(json.size() - 29), R"("x11": "11"}, {"x5": "new"}]})");
+}
+
 TEST(JSONFormURL, TheComponentRaisesTheSameEvents) {
   TVxJSONParser parser;
   std::string seen;

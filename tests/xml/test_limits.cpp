@@ -124,6 +124,23 @@ TEST(Limits, ManyNamespaceDeclarations) {
   doc->DOMDocument()->LoadXML(nested.data(), static_cast<int64_t>(nested.size()));
 }
 
+TEST(Limits, FormsOfManyNames) {
+  // 200,000 distinct names, and one array element filled with as many: linear time.
+  const size_t count = 200000;
+  std::string names, fill;
+  for (size_t k = 0; k < count; ++k) {
+    names += (k ? "&n" : "n") + std::to_string(k) + "=v";
+    fill += (k ? "&a[][x" : "a[][x") + std::to_string(k) + "]=v";
+  }
+  for (const std::string* text : {&names, &fill}) {
+    auto doc = VxMake<TVxJSONDocument>();
+    TVxMemoryStream in(text->data(), static_cast<int64_t>(text->size()));
+    doc->TVxJSONBase::LoadFromStream(in, cVxCodePageUTF8, true);
+    TVxJSONBase* root = doc->GetRootValue();
+    EXPECT_EQ(text == &names ? root->Count() : root->GetMember(u"a")->GetValue()->Item(0)->Count(), static_cast<int>(count));
+  }
+}
+
 TEST(Limits, TenMegabyteNames) {
   const std::string name = std::string(10u << 20, 'n');
   EXPECT_EQ(ReadXML("<" + name + " " + name.substr(1) + "=\"v\"></" + name + ">")->NameLength, name.size());

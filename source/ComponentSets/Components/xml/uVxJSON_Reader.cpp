@@ -3,6 +3,8 @@
 #include <cstring>
 #include <map>
 
+#include <unordered_map>
+
 #include "uVxJSON.h"
 #include "uVxJSONWalk.h"
 
@@ -352,12 +354,40 @@ struct TFormValue {
   std::vector<std::pair<VxJSONString, std::unique_ptr<TFormValue>>> Members;  // objects
   std::vector<std::unique_ptr<TFormValue>> Items;                             // arrays
   std::map<int64_t, size_t> Indexes;  // an array's explicit indices: where they stand in Items
+  // Where each name stands in Members, once there are more than a few: a form of many names
+  // (or an array element filled with many) reads in linear time.
+  std::unordered_map<VxJSONString, size_t> ByName;
 
   TFormValue* Member(const VxJSONString& AName) {
+    if (Members.size() > cScanned) {
+      auto it = ByName.find(AName);
+      return it == ByName.end() ? nullptr : Members[it->second].second.get();
+    }
     for (auto& [name, value] : Members)
       if (name == AName) return value.get();
     return nullptr;
   }
+  TFormValue* AddMember(const VxJSONString& AName) {
+    Members.emplace_back(AName, std::make_unique<TFormValue>());
+    if (Members.size() > cScanned) {
+      if (ByName.empty())
+        for (size_t k = 0; k < Members.size(); ++k) ByName.emplace(Members[k].first, k);
+      else
+        ByName.emplace(AName, Members.size() - 1);
+    }
+    return Members.back().second.get();
+  }
+  void MakeText(const VxJSONString& AText) {
+    Kind = fkText;
+    Text = AText;
+    Members.clear();
+    ByName.clear();
+    Items.clear();
+    Indexes.clear();  // an array made text again forgets its indices too
+  }
+
+ private:
+  static constexpr size_t cScanned = 8;
 };
 
 int HexValue(uint32_t C) {
@@ -459,17 +489,12 @@ void Place(TFormValue& AInto, const std::vector<VxJSONString>& ASegments, const 
     } else {
       entry = container->Member(segment);
       if (!entry) {
-        container->Members.emplace_back(segment, std::make_unique<TFormValue>());
-        entry = container->Members.back().second.get();
+        entry = container->AddMember(segment);
         entry->Kind = kind;
       }
     }
     if (last) {
-      entry->Kind = TFormValue::fkText;  // the last value of a name wins
-      entry->Text = AValue;
-      entry->Members.clear();
-      entry->Items.clear();
-      entry->Indexes.clear();  // an array made text again forgets its indices too
+      entry->MakeText(AValue);  // the last value of a name wins
       return;
     }
     if (entry->Kind != kind && entry->Kind == TFormValue::fkText) entry->Kind = kind;
