@@ -66,7 +66,9 @@ struct TOperand {
 struct TExpr {
   TExprKind Kind = ekLiteral;
   TCompareOp Op = coEq;
-  int Left = -1, Right = -1;  // ekOr, ekAnd, ekNot (Left)
+  int Left = -1;               // ekNot
+  std::vector<int> Operands;  // ekOr, ekAnd: evaluated in turn (a chain is flat, so a long one
+                              // costs no depth)
   TOperand A, B;              // ekCompare (A, B), ekExists and ekLiteral (A)
 };
 
@@ -304,21 +306,21 @@ class TCompiler {
     return true;
   }
 
-  // A chain of operands joined by one operator, folded to the left; "||" chains "&&" chains.
+  // A chain of operands joined by one operator, kept as one list evaluated left to right;
+  // "||" chains "&&" chains.
   int ParseOr() { return ParseChain(u"||", ekOr); }
   int ParseAnd() { return ParseChain(u"&&", ekAnd); }
 
   int ParseChain(std::u16string_view AOperator, TExprKind AKind) {
     auto operand = [&] { return AKind == ekOr ? ParseAnd() : ParseUnary(); };
-    int left = operand();
-    while (Take(AOperator)) {
-      TExpr e;
-      e.Kind = AKind;
-      e.Left = left;
-      e.Right = operand();
-      left = Add(std::move(e));
-    }
-    return left;
+    const int first = operand();
+    if (!Take(AOperator)) return first;
+    TExpr e;
+    e.Kind = AKind;
+    e.Operands.push_back(first);
+    do e.Operands.push_back(operand());
+    while (Take(AOperator));
+    return Add(std::move(e));
   }
 
   int ParseUnary() {
@@ -760,8 +762,14 @@ class TEvaluator {
   bool Test(int AExpr, TVxJSONBase* ANode) {
     const TExpr& e = I.Exprs[static_cast<size_t>(AExpr)];
     switch (e.Kind) {
-      case ekOr: return Test(e.Left, ANode) || Test(e.Right, ANode);
-      case ekAnd: return Test(e.Left, ANode) && Test(e.Right, ANode);
+      case ekOr:
+        for (int operand : e.Operands)
+          if (Test(operand, ANode)) return true;
+        return false;
+      case ekAnd:
+        for (int operand : e.Operands)
+          if (!Test(operand, ANode)) return false;
+        return true;
       case ekNot: return !Test(e.Left, ANode);
       case ekLiteral: return Truthy(e.A.Literal);
       case ekExists: {
