@@ -141,6 +141,23 @@ TEST(Limits, FormsOfManyNames) {
   }
 }
 
+TEST(Limits, PathsOfManyOperators) {
+  // 200,000 "or" in a node path's predicate and "||" in a JSON path's filter: linear time,
+  // no recursion per operator.
+  const size_t count = 200000;
+  TVxIntf<IVxDOMDocument> doc = VxCreateDOM();
+  doc->DOMDocument()->LoadXML(VxXMLString(u"<r><a b=\"1\"/><a b=\"2\"/></r>"));
+  VxXMLString path = u"a[@b = 3";
+  for (size_t k = 0; k < count; ++k) path += u" or @b = 3";
+  TVxDOMNode* found = doc->DOMDocument()->DocumentElement()->SelectSingleNode(path + u" or @b = 2]");
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(static_cast<TVxDOMElement*>(found)->GetAttribute(u"b"), u"2");
+  auto json = VxMake<TVxJSONDocument>(VxJSONString(u"[{\"b\": 1}, {\"b\": 2}]"));
+  VxJSONString filter = u"$[?(@.b == 3";
+  for (size_t k = 0; k < count; ++k) filter += u" || @.b == 3";
+  EXPECT_EQ(json->GetRootValue()->CreateNodeList(filter + u" || @.b == 2)]")->GetAsJSON(), u"[{\"b\": 2}]");
+}
+
 TEST(Limits, TenMegabyteNames) {
   const std::string name = std::string(10u << 20, 'n');
   EXPECT_EQ(ReadXML("<" + name + " " + name.substr(1) + "=\"v\"></" + name + ">")->NameLength, name.size());

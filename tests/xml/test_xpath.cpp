@@ -3,7 +3,10 @@
 // collations, every function family, the registries, and nesting limits.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <functional>
+#include <random>
 #include <string>
 
 #include "uVxLogger.h"
@@ -285,6 +288,48 @@ TEST(XPathPredicates, FoldingWithoutPrecedence) {
   VxXMLString chain = u"e[@n = \"none\"";
   for (int k = 0; k < 5000; ++k) chain += u" or @n = \"none\"";
   EXPECT_EQ(Picked(r, chain + u" or @n = \"c\"]"), "c");
+}
+
+TEST(XPathPredicates, ChainsAgreeWithTheFoldingRule) {
+  // Random chains of "and" and "or" over values true, false and undefined (a missing
+  // attribute), against the rule written out directly:
+  //   F(i) = v(i) op(i) F(i+1) op(i+1) F(i+2) ..., each op short-circuiting; an undefined v(i)
+  //   makes F(i) false.
+  std::mt19937 random(7);
+  constexpr size_t cLinks = 8, cElements = 40;
+  std::vector<std::array<int, cLinks>> values(cElements);  // 0, 1, or 2 for missing
+  VxXMLString xml = u"<r>";
+  for (size_t k = 0; k < cElements; ++k) {
+    xml += u"<e n=\"" + VxIntToStr(static_cast<int64_t>(k)) + u"\"";
+    for (size_t j = 0; j < cLinks; ++j) {
+      values[k][j] = static_cast<int>(random() % 3);
+      if (values[k][j] < 2) xml += u" k" + VxIntToStr(static_cast<int64_t>(j)) + u"=\"" + VxIntToStr(values[k][j]) + u"\"";
+    }
+    xml += u"/>";
+  }
+  TXDoc doc(xml + u"</r>");
+  for (int round = 0; round < 300; ++round) {
+    const size_t n = 1 + random() % cLinks;
+    std::vector<bool> isAnd(n);
+    VxXMLString path = u"e[@k0 = 1";
+    for (size_t j = 0; j + 1 < n; ++j) {
+      isAnd[j] = random() % 2;
+      path += (isAnd[j] ? u" and @k" : u" or @k") + VxIntToStr(static_cast<int64_t>(j + 1)) + u" = 1";
+    }
+    path += u"]";
+    std::string expected;
+    for (size_t k = 0; k < cElements; ++k) {
+      std::function<bool(size_t)> F = [&](size_t I) {
+        if (values[k][I] == 2) return false;
+        bool result = values[k][I] == 1;
+        for (size_t j = I; j + 1 < n; ++j)
+          if (isAnd[j] ? result : !result) result = F(j + 1);
+        return result;
+      };
+      if (F(0)) expected += (expected.empty() ? "" : ",") + std::to_string(k);
+    }
+    ASSERT_EQ(Picked(doc.Root(), path), expected) << VxUTF16ToUTF8(path);
+  }
 }
 
 TEST(XPathPredicates, GrammarQuirksAreKept) {

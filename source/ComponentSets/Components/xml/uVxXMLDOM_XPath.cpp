@@ -1,6 +1,7 @@
 // uVxXMLDOM_XPath: the predicate engine: parsing a predicate into equations and terms,
 // evaluating it for each candidate node, and comparing values.
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
 #include <variant>
@@ -114,52 +115,57 @@ bool TVxXPathEquation::Evaluate(const TVxDOMObjectList& AList, int AIndex, bool&
   }
   // Each link e[i] of the sibling chain evaluates as
   //   F(i) = v(i) op(i) F(i+1) op(i+1) F(i+2) ... (from the left, each op short-circuiting),
-  // so "a and b or c" is (a and (b or c)) or c. F of a link is computed once and kept, and
-  // the chain is walked with an explicit stack: long chains cost neither time nor stack.
+  // so "a and b or c" is (a and (b or c)) or c. Evaluating F(i) is a walk over the links after
+  // i with a running value R: at link j, R becomes F(j+1) when op(j) needs its right side.
+  // What a walk ends with depends only on where it stands (j, R), so every state's outcome is
+  // kept, as is every F: each state and each value is visited once, and the walks waiting for
+  // an F are kept on an explicit stack. Long chains cost neither time nor stack.
   std::vector<TVxXPathEquation*> chain;
   for (TVxXPathEquation* e = this; e; e = e->FSibling.get()) chain.push_back(e);
   const size_t n = chain.size();
-  std::vector<int8_t> memo(n, -1);  // -1 unknown, else F(i) (false when undefined)
-  struct TFrame {
-    size_t I, J;
-    bool Result;
+  std::vector<int8_t> valueOf(n, -1);                    // F(i): -1 unknown, else 0 or 1
+  std::vector<std::array<int8_t, 2>> endOf(n, {-1, -1});  // the outcome of a walk at (j, R)
+  struct TWalk {
+    size_t Start, J;
+    bool R;
+    std::vector<std::pair<size_t, bool>> Passed;  // the states this walk went through
   };
-  std::vector<TFrame> stack;
-  // Starts F(i): its own value; true when the frame continues, false when F(i) is known.
+  std::vector<TWalk> walks;
+  // Starts F(i) with its own value; false when F(i) is known at once (an undefined value).
   auto begin = [&](size_t I) -> bool {
     const TVxVariant v = chain[I]->FValue ? chain[I]->FValue->Value(AList, AIndex) : TVxVariant();
     if (VxVarIsEmpty(v)) {
       if (I == 0) AUndefined = true;
-      memo[I] = 0;
+      valueOf[I] = 0;
       return false;
     }
-    stack.push_back({I, I, VxVarToBool(v)});
+    walks.push_back({I, I, VxVarToBool(v), {}});
     return true;
   };
   if (!begin(0)) return false;
-  while (!stack.empty()) {
-    TFrame& f = stack.back();
-    if (f.J + 1 >= n) {
-      memo[f.I] = f.Result;
-      stack.pop_back();
+  while (!walks.empty()) {
+    TWalk& w = walks.back();
+    int8_t end = -1;
+    if (w.J + 1 >= n)
+      end = w.R;
+    else if (endOf[w.J][w.R] >= 0)
+      end = endOf[w.J][w.R];
+    if (end >= 0) {
+      for (const auto& [j, r] : w.Passed) endOf[j][r] = end;
+      valueOf[w.Start] = end;
+      walks.pop_back();
       continue;
     }
-    TVxXPathEquation* e = chain[f.J];
+    TVxXPathEquation* e = chain[w.J];
     if (e->FBoolOperator == opNA) throw Exception(VxString(cVxXPathInvalidOperation));
-    const bool needsNext = e->FBoolOperator == opAnd ? f.Result : !f.Result;
-    if (!needsNext) {
-      ++f.J;
-      continue;
-    }
-    const size_t next = f.J + 1;
-    if (memo[next] < 0) {
-      // F(next) first; this frame resumes at the same link.
-      if (begin(next)) continue;
-    }
-    stack.back().Result = memo[next] == 1;
-    ++stack.back().J;
+    const bool needsNext = e->FBoolOperator == opAnd ? w.R : !w.R;
+    if (needsNext && valueOf[w.J + 1] < 0 && begin(w.J + 1)) continue;  // F(j+1) first; w waits
+    TWalk& at = walks.back();  // begin may have grown the list
+    at.Passed.emplace_back(at.J, at.R);
+    if (needsNext) at.R = valueOf[at.J + 1] == 1;
+    ++at.J;
   }
-  return memo[0] == 1;
+  return valueOf[0] == 1;
 }
 
 int64_t TVxXPathEquation::Position() const noexcept {
