@@ -2,7 +2,6 @@
 // component and the form-url-encoded reader.
 #include <cstring>
 #include <map>
-
 #include <unordered_map>
 
 #include "uVxJSON.h"
