@@ -705,6 +705,37 @@ TEST(DOMDocument, SavedInEveryCodePageAndReadBack) {
   }
 }
 
+TEST(DOMDocument, UTF16WithoutAMarkReadsBackByItsZeroBytes) {
+  // Saved without a mark (or in UTF-16BE, which never gets one) and without a declaration, a
+  // document reads back and keeps its code page.
+  for (uint16_t cp : {cVxCodePageUTF16, cVxCodePageUTF16BE}) {
+    SCOPED_TRACE(cp);
+    TDoc doc(u"<r a=\"\u00E9\">\u65E5\u672C<b/></r>");
+    for (bool mark : {false, true}) {
+      const std::string saved = SaveBytes(doc.D, cp, mark, false);
+      TDoc back;
+      back.D->LoadXML(saved);
+      EXPECT_EQ(back.D->CodePage(), cp);
+      EXPECT_EQ(back.Root()->GetAttribute(u"a"), u"\u00E9");
+      EXPECT_EQ(SaveBytes(back.D, cp, mark, false), saved);
+      TVxMemoryStream again;
+      back.D->SaveToStream(again, true, false);  // its own code page; a mark for UTF-16LE only
+      EXPECT_EQ(Bytes(again), SaveBytes(doc.D, cp, true, false));
+    }
+  }
+  // Blanks may come first; a UTF-8 document is never taken for UTF-16.
+  TDoc blanks;
+  blanks.D->LoadXML(std::string("\0\r\0\n\0 \0<\0r\0/\0>", 14));
+  EXPECT_EQ(blanks.D->CodePage(), cVxCodePageUTF16BE);
+  EXPECT_EQ(blanks.Root()->GetLocalName(), u"r");
+  for (const char* utf8 : {"<r/>", " <r/>", "<?xml version=\"1.0\"?><r/>", "\n<r>\xC3\xA9</r>"}) {
+    TDoc plain;
+    plain.D->LoadXML(std::string_view(utf8));
+    EXPECT_EQ(plain.D->CodePage(), cVxCodePageUTF8) << utf8;
+    EXPECT_EQ(plain.Root()->GetLocalName(), u"r");
+  }
+}
+
 TEST(DOMDocument, LoadsFromFilesStreamsAndPipes) {
   const std::filesystem::path path = std::filesystem::temp_directory_path() / std::string("vx_dom_caf\xE9.xml");
   {

@@ -236,16 +236,34 @@ class TLocatorSnapshot : public TVxImplements<TVxObject, IVxSAXLocator> {
   int64_t FPosition;
 };
 
-// The code page of a stream by its byte-order mark, else by the encoding its XML declaration
-// names (read from the head, up to the first ">"), else UTF-8. The stream is left where the
-// content starts (after a byte-order mark).
+// UTF-16 without a byte-order mark, recognised by the zero bytes beside the first "<" and the
+// blanks before it: 1201 for big-endian, 1200 for little-endian, else 0. No UTF-8 document can
+// start that way (the reader takes a NUL for the end of the input).
+uint16_t UTF16ByZeroBytes(const std::string& AHead) {
+  bool bigEndian = false;
+  for (size_t k = 0; k + 1 < AHead.size(); k += 2) {
+    const char first = AHead[k], second = AHead[k + 1];
+    if ((first == 0) == (second == 0)) return 0;  // not an ASCII character in UTF-16
+    if (k == 0) bigEndian = first == 0;
+    else if (bigEndian != (first == 0)) return 0;
+    const char ch = bigEndian ? second : first;
+    if (ch == '<') return bigEndian ? cVxCodePageUTF16BE : cVxCodePageUTF16;
+    if (ch != ' ' && ch != '\t' && ch != '\r' && ch != '\n') return 0;
+  }
+  return 0;
+}
+
+// The code page of a stream by its byte-order mark, else by UTF-16's zero bytes, else by the
+// encoding its XML declaration names (read from the head, up to the first ">"), else UTF-8.
+// AFromBytes tells whether the bytes themselves showed it (mark or zero bytes). The stream is
+// left where the content starts (after a byte-order mark).
 // How far the XML declaration is looked for.
 constexpr size_t cDetectBytes = 4096;
 
-uint16_t DetectCodePage(TVxStream& AStream, bool& AFromBOM) {
-  AFromBOM = false;
+uint16_t DetectCodePage(TVxStream& AStream, bool& AFromBytes) {
+  AFromBytes = false;
   if (uint16_t bom = VxGetCodePage(AStream)) {
-    AFromBOM = true;
+    AFromBytes = true;
     return bom;
   }
   const int64_t start = AStream.Position();
@@ -257,9 +275,10 @@ uint16_t DetectCodePage(TVxStream& AStream, bool& AFromBOM) {
     head.append(buf, static_cast<size_t>(n));
   }
   AStream.Seek(start, soBeginning);
-  // UTF-16 without a byte-order mark shows itself by the zero bytes around "<?".
-  if (head.compare(0, 4, std::string("\0<\0?", 4)) == 0) return cVxCodePageUTF16BE;
-  if (head.compare(0, 4, std::string("<\0?\0", 4)) == 0) return cVxCodePageUTF16;
+  if (uint16_t utf16 = UTF16ByZeroBytes(head)) {
+    AFromBytes = true;
+    return utf16;
+  }
   const size_t gt = head.find('>');
   if (gt != std::string::npos) head.resize(gt);
   const VxXMLString text = VxUTF8ToUTF16(head);
@@ -324,10 +343,11 @@ void TVxDOMDocument::LoadFromStream(TVxStream& AStream, uint16_t ACodePage) {
   std::unique_ptr<TVxReplayStream> replay;
   if (!ACodePage) VxPeekStream(AStream, cDetectBytes + 4, replay);
   TVxStream& source = replay ? static_cast<TVxStream&>(*replay) : AStream;
-  bool fromBOM = false;
-  const uint16_t cp = ACodePage ? ACodePage : DetectCodePage(source, fromBOM);
+  bool fromBytes = false;
+  const uint16_t cp = ACodePage ? ACodePage : DetectCodePage(source, fromBytes);
   RunLoad([&](TVxSAXReader& R) { R.ParseStream(source, cp, FDocumentURI); }, false);
-  if (fromBOM && !FindProcessingInstruction(u"xml")) FCodePage = cp, FEncoding = VxUTF16ToUTF8(VxCodePageName(cp));
+  // Without a declaration, a document keeps the code page its bytes showed, and saves in it.
+  if (fromBytes && !FindProcessingInstruction(u"xml")) FCodePage = cp, FEncoding = VxUTF16ToUTF8(VxCodePageName(cp));
 }
 
 void TVxDOMDocument::LoadFromFile(const VxString& AFileName) {
