@@ -236,17 +236,18 @@ class TLocatorSnapshot : public TVxImplements<TVxObject, IVxSAXLocator> {
   int64_t FPosition;
 };
 
+// How far the XML declaration is looked for.
+constexpr size_t cDetectBytes = 4096;
+
 // UTF-16 without a byte-order mark, recognised by the zero bytes beside the first "<" and the
 // blanks before it: 1201 for big-endian, 1200 for little-endian, else 0. No UTF-8 document can
 // start that way (the reader takes a NUL for the end of the input).
 uint16_t UTF16ByZeroBytes(const std::string& AHead) {
-  bool bigEndian = false;
+  if (AHead.empty()) return 0;
+  const bool bigEndian = AHead[0] == 0;
   for (size_t k = 0; k + 1 < AHead.size(); k += 2) {
-    const char first = AHead[k], second = AHead[k + 1];
-    if ((first == 0) == (second == 0)) return 0;  // not an ASCII character in UTF-16
-    if (k == 0) bigEndian = first == 0;
-    else if (bigEndian != (first == 0)) return 0;
-    const char ch = bigEndian ? second : first;
+    const char zero = AHead[bigEndian ? k : k + 1], ch = AHead[bigEndian ? k + 1 : k];
+    if (zero != 0) return 0;
     if (ch == '<') return bigEndian ? cVxCodePageUTF16BE : cVxCodePageUTF16;
     if (ch != ' ' && ch != '\t' && ch != '\r' && ch != '\n') return 0;
   }
@@ -257,9 +258,6 @@ uint16_t UTF16ByZeroBytes(const std::string& AHead) {
 // encoding its XML declaration names (read from the head, up to the first ">"), else UTF-8.
 // AFromBytes tells whether the bytes themselves showed it (mark or zero bytes). The stream is
 // left where the content starts (after a byte-order mark).
-// How far the XML declaration is looked for.
-constexpr size_t cDetectBytes = 4096;
-
 uint16_t DetectCodePage(TVxStream& AStream, bool& AFromBytes) {
   AFromBytes = false;
   if (uint16_t bom = VxGetCodePage(AStream)) {
